@@ -1,0 +1,35 @@
+# The two commands of the README: `make demo` and `make test`. Both install what is missing,
+# configure and build first.
+BUILD ?= build
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+
+.PHONY: deps build demo test asan tsan bench format clean
+
+deps:
+	bash scripts/install-deps.sh
+
+build: deps
+	cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS)
+
+demo: build
+	$(BUILD)/bin/vesk-genicam info
+
+test: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS) --timeout 300
+
+asan:
+	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DVESK_SANITIZE=address,undefined"
+
+tsan:
+	$(MAKE) test BUILD=build-tsan CMAKE_FLAGS="-DVESK_SANITIZE=thread"
+
+bench: build
+	$(BUILD)/bin/frame_bench
+
+format:
+	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i
+
+clean:
+	rm -rf build build-asan build-tsan

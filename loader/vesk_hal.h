@@ -1,0 +1,123 @@
+/* Board library ("vesk_hal"): the contract between libvesk_genicam.so and a board runtime.
+ *
+ * libvesk_genicam.so does not link the board library. It exports forwarding stubs of these
+ * functions that open <installation>/lib64/libvesk_hal.so on first use; the simulated board
+ * runtime of this project and a vendor's runtime both implement this header.
+ *
+ * Results: unless a function says otherwise, 0 is success and a negative number an error. When
+ * the board library cannot be loaded, the stubs answer VHAL_ERROR_LIBRARY_NOT_LOADED where a
+ * status is returned, -1 where an index is returned, and NULL or 0 where a pointer is returned.
+ * All functions may be called from any thread; queue reads and writes block at most for their
+ * time-out. */
+#ifndef VESK_LOADER_VESK_HAL_H
+#define VESK_LOADER_VESK_HAL_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define VHAL_ERROR_LIBRARY_NOT_LOADED (-2130)
+
+/* An opened board of the board library. */
+typedef struct PLdevice PLdevice;
+/* The firmware design loaded on a board (see dsnrt.h). */
+typedef struct fpga_design fpga_design;
+
+/* What an application hands to Mlo_initBoardEx: an opened board and its loaded design. The
+ * application owns it and keeps both members alive while the board is in use. */
+typedef struct Fg_Struct_s Fg_Struct_s;
+struct Fg_Struct_s {
+  PLdevice* device;
+  fpga_design* design;
+};
+
+/* ---- Library start and stop, called by the loader once per load ---- */
+int VeskHalInit(void);
+void VeskHalDeinit(void);
+
+/* ---- Boards ---- */
+/* Number of boards in the system (0 or more), or a negative status. */
+int VHalGetNrOfBoards(void);
+/* Opens the board with the given index (0 .. VHalGetNrOfBoards() - 1); NULL on failure. */
+PLdevice* VHalInitDevice(int boardIndex);
+/* As VHalInitDevice; flags are reserved for the runtime and 0 asks for the defaults. */
+PLdevice* VHalInitDeviceEx(int boardIndex, unsigned int flags);
+/* Closes a board opened by VHalInitDevice or VHalInitDeviceEx. */
+int VHalFreeDevice(PLdevice* device);
+/* The index of an opened board; reserved must be 0. Negative on failure. */
+int VHalGetBoardIndex(PLdevice* device, int reserved);
+/* An integer fact of the board by key: "board/type", "board/serial", "ports/gige". A negative
+ * status for an unknown key or board. */
+int VHalGetBoardInfoInt(PLdevice* device, const char* key);
+
+/* ---- Firmware registers (ids from DsnGetRegisterByName) ---- */
+int VHalRegisterRead(PLdevice* device, int registerId, uint64_t* value);
+int VHalRegisterWrite(PLdevice* device, int registerId, uint64_t value);
+
+/* ---- Data queues ----
+ * A queue carries either bytes (Camera Link serial channels) or 32-bit words (CoaXPress control,
+ * GigE Vision frames). Sizes are always in bytes; reads and writes return the number of bytes
+ * moved or a negative status. A time-out of 0 does not wait. */
+int VHalDataQueueClear(PLdevice* device, int queue);
+/* Pushes queued bytes of a transmit queue to the wire. */
+int VHalDataQueueFlush(PLdevice* device, int queue);
+/* Units waiting in a receive queue: bytes on a byte queue, words on a word queue. */
+int VHalDataQueueGetNrOfWords(PLdevice* device, int queue);
+int VHalDataQueueReadBuffer(PLdevice* device, int queue, unsigned char* bytes, unsigned int size,
+                            unsigned int timeoutMs);
+int VHalDataQueueWriteBuffer(PLdevice* device, int queue, const unsigned char* bytes,
+                             unsigned int size, unsigned int timeoutMs);
+int VHalDataQueueReadBufferLong(PLdevice* device, int queue, uint32_t* words, unsigned int size,
+                                unsigned int timeoutMs);
+int VHalDataQueueWriteBufferLong(PLdevice* device, int queue, const uint32_t* words,
+                                 unsigned int size, unsigned int timeoutMs);
+/* Claims a queue for the calling process; a queue held by another owner gives a negative status. */
+int VHalDataQueueAcquireLock(PLdevice* device, int queue);
+int VHalDataQueueReleaseLock(PLdevice* device, int queue);
+
+/* ---- Camera Link ---- */
+/* Status word of a camera port; bit 0 is set while the camera clock is present. */
+int VHalGetCameraStatusExtended(PLdevice* device, unsigned int port);
+/* Opens the serial channel of a port at a baud rate and gives its two byte queues. */
+int VHalClSerInit(PLdevice* device, unsigned int port, unsigned int baud, int* rxQueue,
+                  int* txQueue);
+int VHalClSerSetBaudrate(PLdevice* device, unsigned int port, unsigned int baud);
+
+/* ---- Configuration space ----
+ * count words at address in the space named by tag; tag 0x4D44494F ("MDIO") reaches the PHYs. */
+int VHalReadConfig(PLdevice* device, unsigned int tag, unsigned int address, unsigned int* values,
+                   unsigned int count);
+int VHalWriteConfig(PLdevice* device, unsigned int tag, unsigned int address,
+                    const unsigned int* values, unsigned int count);
+
+/* ---- Asynchronous notification ----
+ * The callback runs on a thread of the board library. what 3 with detail 2 tells that the PHY of
+ * an Ethernet port changed its state. */
+typedef int (*VHalAsyncNotifyCallback)(int boardIndex, unsigned long what, unsigned long detail,
+                                       unsigned long reserved, void* userData);
+int VHalRegisterAsyncNotifyCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
+                                    void* userData);
+
+/* ---- CoaXPress camera controller of boards that have one ---- */
+/* 0 when the camera controller is there. */
+int VHalCameraCtrlIsAvailable(PLdevice* device);
+int VHalCameraCtrlReset(PLdevice* device);
+/* The multiplexer: 16 nibbles, nibble n names the firmware port that physical port n feeds. */
+int VHalCameraCtrlSetPortMap(PLdevice* device, uint64_t selector);
+int VHalCameraCtrlSetPortPowerState(PLdevice* device, unsigned int port, unsigned int state);
+int VHalCameraCtrlSetPortDataPathState(PLdevice* device, unsigned int port, unsigned int state);
+int VHalCameraCtrlSetPortDataPathSpeed(PLdevice* device, unsigned int port, unsigned int speed);
+int VHalCameraCtrlSetPortCxpStandardVersion(PLdevice* device, unsigned int port,
+                                            unsigned int version);
+int VHalCameraCtrlSetPortCxpLedState(PLdevice* device, unsigned int port, unsigned int state);
+int VHalCameraCtrlSetPortCxpNumCameraConnections(PLdevice* device, unsigned int port,
+                                                 unsigned int count);
+int VHalCameraCtrlSetPortAcquisitionState(PLdevice* device, unsigned int port, unsigned int state);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,44 @@
+#ifndef VESK_TESTS_SUPPORT_TEMP_DIR_H
+#define VESK_TESTS_SUPPORT_TEMP_DIR_H
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace vesk::test {
+
+// A fresh directory under /tmp, removed with everything in it at the end of the scope.
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = "/tmp/vesk-test-XXXXXX";
+    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+    path_ = pattern;
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::string& Path() const { return path_; }
+  std::string File(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+// The lines of a text file; none if it does not exist.
+inline std::vector<std::string> ReadLines(const std::string& path) {
+  std::ifstream in(path);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+}  // namespace vesk::test
+
+#endif

@@ -1,0 +1,60 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "vesk_genicam/impl/Utility.h"
+#include "vesk_genicam/impl/vesk_genicam.h"
+
+namespace {
+
+// The order is part of the interface: a lookup returns the first row of a code.
+constexpr int kCodesInOrder[] = {
+    0,      -1000,  -1001,  -1002,  -1003,  -1006,  -1006,  -1008,  -1015,  -1016,  -1009,
+    -1010,  -1011,  -1012,  -1013,  -1100,  -1101,  -1102,  -1103,  -1198,  -1200,  -1201,
+    -1202,  -1211,  -1203,  -1204,  -1205,  -1206,  -1207,  -1210,  -1212,  -1213,  -1990,
+    -1991,  -1998,  -1999,  -2000,  -1017,  -1018,  -40018, -40019, -40020, -1601,  -1603,
+    -1604,  -1605,  -1606,  -1607,  -1608,  -1611,  -1602,  -32769, -32771, -32772, -32775,
+    -32779, -36863, -1501,  -1503,  -1504,  -1506,  -1507,  -256,   -64,    -65,    -66,
+    -67,    -71,    -128,   -68,    -1104,  -1105,  -1208,  -1209,  -1609,  -1610,  -32770,
+    -32774, -1502,  -1505,  -32773, -32782, -32783, -69,    -70};
+
+TEST(ErrorTable, HasItsRowsInTheirOrder) {
+  ASSERT_EQ(g_tbErrorInfoCount, std::size(kCodesInOrder));
+  for (size_t row = 0; row < g_tbErrorInfoCount; ++row) {
+    EXPECT_EQ(g_tbErrorInfo[row].code, kCodesInOrder[row]) << "row " << row;
+    EXPECT_NE(std::string(g_tbErrorInfo[row].message), "") << "row " << row;
+  }
+}
+
+TEST(ErrorTable, DuplicateCodeAnswersWithItsFirstRow) {
+  EXPECT_STREQ(Mlo_getErrorDescription(-1006), "Error when accessing the file");
+  EXPECT_STREQ(g_tbErrorInfo[6].message, "Error when loading data from file");
+}
+
+TEST(ErrorTable, EveryOtherCodeAnswersWithItsOwnRow) {
+  std::set<int> seen;
+  for (size_t row = 0; row < g_tbErrorInfoCount; ++row) {
+    const int code = g_tbErrorInfo[row].code;
+    if (!seen.insert(code).second) continue;
+    EXPECT_EQ(Mlo_getErrorDescription(code), g_tbErrorInfo[row].message) << code;
+  }
+  EXPECT_EQ(seen.size(), g_tbErrorInfoCount - 1);
+}
+
+TEST(ErrorTable, UnknownCodesAndTheWordingApplicationsSee) {
+  EXPECT_STREQ(Mlo_getErrorDescription(0), "No error");
+  EXPECT_STREQ(Mlo_getErrorDescription(-1), "Unknown Error.");
+  EXPECT_STREQ(Mlo_getErrorDescription(1), "Unknown Error.");
+  EXPECT_STREQ(Mlo_getErrorDescription(-2130), "Unknown Error.");
+  // Odd spellings stay as applications have always seen them.
+  EXPECT_STREQ(Mlo_getErrorDescription(-1012), "Buffer to small to store all received data");
+  EXPECT_STREQ(Mlo_getErrorDescription(-40020), "Underlaying library not loaded");
+  EXPECT_STREQ(Mlo_getErrorDescription(-1502),
+               "An transmission buffer was full, when trying to send data (CLHS)");
+  EXPECT_STREQ(Mlo_getErrorDescription(-70),
+               "CXP: Incorrect size received, Message size is inconsistent with message size "
+               "indication");
+}
+
+}  // namespace
