@@ -21,9 +21,9 @@ class LevelConfig {
 
   // Entries that do not parse are left out and appended, trimmed, to badEntries (if given), so
   // one typo does not silence or flood the whole log.
-  static LevelConfig parse(std::string_view text, std::vector<std::string>* badEntries);
+  static LevelConfig Parse(std::string_view text, std::vector<std::string>* badEntries);
 
-  unsigned levelFor(std::string_view name) const;
+  unsigned LevelFor(std::string_view name) const;
 
  private:
   unsigned defaultLevel_ = kSilent;

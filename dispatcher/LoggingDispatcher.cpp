@@ -29,7 +29,7 @@ namespace {
 
 // Writes the whole buffer with as few write calls as the kernel allows; with O_APPEND one call
 // per line also keeps lines from other processes appending to the same file apart.
-void writeAll(int fd, std::string_view data) {
+void WriteAll(int fd, std::string_view data) {
   while (!data.empty()) {
     const ssize_t written = ::write(fd, data.data(), data.size());
     if (written < 0) {
@@ -40,7 +40,7 @@ void writeAll(int fd, std::string_view data) {
   }
 }
 
-std::string timestamp() {
+std::string Timestamp() {
   using namespace std::chrono;
   const auto now = system_clock::now();
   const std::time_t seconds = system_clock::to_time_t(now);
@@ -77,7 +77,7 @@ class LoggingDispatcher {
     fd_ = -1;
   }
 
-  void attach(void* client, LoggingForgetFn forget, LoggingSetLevelFn setLevel) {
+  void Attach(void* client, LoggingForgetFn forget, LoggingSetLevelFn setLevel) {
     // Serialised with setLevels, so a new client is either notified or registers under the new
     // levels, never neither.
     std::lock_guard<std::recursive_mutex> callbacks(callbackMutex_);
@@ -85,7 +85,7 @@ class LoggingDispatcher {
     if (!levelsConfigured_) {
       levelsConfigured_ = true;
       const char* text = std::getenv("VESK_LOG_LEVEL");
-      applyLevels(text ? text : "", "VESK_LOG_LEVEL");
+      ApplyLevels(text ? text : "", "VESK_LOG_LEVEL");
     }
     for (Client& known : clients_) {
       if (known.client == client) {
@@ -97,7 +97,7 @@ class LoggingDispatcher {
     clients_.push_back(Client{client, forget, setLevel});
   }
 
-  void detach(void* client) {
+  void Detach(void* client) {
     // Waits for callbacks in progress on other threads: none may reach the client after this.
     std::lock_guard<std::recursive_mutex> callbacks(callbackMutex_);
     std::lock_guard<std::mutex> lock(mutex_);
@@ -109,26 +109,26 @@ class LoggingDispatcher {
     }
   }
 
-  void registerLogger(const char* name, uint64_t* id, unsigned int* level) {
+  void RegisterLogger(const char* name, uint64_t* id, unsigned int* level) {
     const std::string key = name ? name : "";
     std::lock_guard<std::mutex> lock(mutex_);
     auto found = ids_.find(key);
     if (found == ids_.end()) {
-      loggers_.push_back(Logger{key, config_.levelFor(key)});
+      loggers_.push_back(Logger{key, config_.LevelFor(key)});
       found = ids_.emplace(key, loggers_.size()).first;
     }
     if (id) *id = found->second;
     if (level) *level = loggers_[found->second - 1].level;
   }
 
-  void write(uint64_t id, unsigned int level, const char* text) {
+  void Write(uint64_t id, unsigned int level, const char* text) {
     std::lock_guard<std::mutex> lock(mutex_);
     // Ids this dispatcher never handed out have no level to pass: drop them.
     if (id == 0 || id > loggers_.size()) return;
     const Logger& logger = loggers_[id - 1];
     if (level < logger.level || level >= LevelConfig::kSilent) return;
 
-    std::string line = timestamp();
+    std::string line = Timestamp();
     line += " [";
     line += std::to_string(level);
     line += "] ";
@@ -136,17 +136,17 @@ class LoggingDispatcher {
     line += ": ";
     line += text ? text : "";
     if (line.back() != '\n') line += '\n';
-    writeAll(outputFd(), line);
+    WriteAll(OutputFd(), line);
   }
 
-  void setLevels(std::string_view text) {
+  void SetLevels(std::string_view text) {
     std::lock_guard<std::recursive_mutex> callbacks(callbackMutex_);
     std::vector<Client> clients;
     std::vector<std::pair<uint64_t, unsigned int>> levels;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       levelsConfigured_ = true;  // a level set at run time outranks the environment
-      applyLevels(text, "log level");
+      ApplyLevels(text, "log level");
       clients = clients_;
       for (size_t i = 0; i < loggers_.size(); ++i) levels.emplace_back(i + 1, loggers_[i].level);
     }
@@ -154,7 +154,7 @@ class LoggingDispatcher {
     for (const Client& client : clients) {
       if (!client.setLevel) continue;
       for (const auto& [id, level] : levels) {
-        if (!isAttached(client.client)) break;  // a callback detached it
+        if (!IsAttached(client.client)) break;  // a callback detached it
         client.setLevel(client.client, id, level);
       }
     }
@@ -172,7 +172,7 @@ class LoggingDispatcher {
     unsigned int level;
   };
 
-  bool isAttached(void* client) {
+  bool IsAttached(void* client) {
     std::lock_guard<std::mutex> lock(mutex_);
     for (const Client& known : clients_) {
       if (known.client == client) return true;
@@ -181,24 +181,24 @@ class LoggingDispatcher {
   }
 
   // Callers hold mutex_.
-  void applyLevels(std::string_view text, const char* source) {
+  void ApplyLevels(std::string_view text, const char* source) {
     std::vector<std::string> bad;
-    config_ = LevelConfig::parse(text, &bad);
+    config_ = LevelConfig::Parse(text, &bad);
     for (const std::string& entry : bad) {
-      warn(std::string("ignoring bad ") + source + " entry '" + entry + "'");
+      Warn(std::string("ignoring bad ") + source + " entry '" + entry + "'");
     }
-    for (Logger& logger : loggers_) logger.level = config_.levelFor(logger.name);
+    for (Logger& logger : loggers_) logger.level = config_.LevelFor(logger.name);
   }
 
   // Callers hold mutex_.
-  int outputFd() {
+  int OutputFd() {
     if (!outputChosen_) {
       outputChosen_ = true;
       const char* path = std::getenv("VESK_LOG_FILE");
       if (path && *path) {
         fd_ = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
         if (fd_ < 0) {
-          warn(std::string("cannot open log file '") + path + "' (" + std::strerror(errno) +
+          Warn(std::string("cannot open log file '") + path + "' (" + std::strerror(errno) +
                "), logging to stderr");
         }
       }
@@ -207,8 +207,8 @@ class LoggingDispatcher {
   }
 
   // Callers hold mutex_, which keeps warnings from splitting log lines on stderr.
-  static void warn(const std::string& message) {
-    writeAll(STDERR_FILENO, "vesk logging dispatcher: " + message + "\n");
+  static void Warn(const std::string& message) {
+    WriteAll(STDERR_FILENO, "vesk logging dispatcher: " + message + "\n");
   }
 
   // Held, outside mutex_, while client callbacks run. Recursive because a callback may detach.
@@ -234,32 +234,32 @@ struct DispatcherHolder {
   LoggingDispatcher dispatcher;
 };
 
-LoggingDispatcher* dispatcher() {
+LoggingDispatcher* GetDispatcher() {
   if (g_unloading) return nullptr;
   static DispatcherHolder holder;
   return &holder.dispatcher;
 }
 
-void registerLogger(const char* name, uint64_t* id, unsigned int* level) {
-  if (LoggingDispatcher* d = dispatcher()) d->registerLogger(name, id, level);
+void RegisterLoggerEntry(const char* name, uint64_t* id, unsigned int* level) {
+  if (LoggingDispatcher* d = GetDispatcher()) d->RegisterLogger(name, id, level);
 }
 
-void writeMessage(uint64_t id, unsigned int level, const char* text, unsigned int, unsigned long) {
-  if (LoggingDispatcher* d = dispatcher()) d->write(id, level, text);
+void WriteMessage(uint64_t id, unsigned int level, const char* text, unsigned int, unsigned long) {
+  if (LoggingDispatcher* d = GetDispatcher()) d->Write(id, level, text);
 }
 
-void attachClient(void* client, LoggingForgetFn forget, LoggingSetLevelFn setLevel,
+void AttachClient(void* client, LoggingForgetFn forget, LoggingSetLevelFn setLevel,
                   LoggingRegisterLoggerFn* registerSlot, LoggingWriteFn* writeSlot,
                   const LoggingDispatcherDescriptor*) {
-  LoggingDispatcher* d = dispatcher();
+  LoggingDispatcher* d = GetDispatcher();
   if (!d) return;
-  d->attach(client, forget, setLevel);
-  if (registerSlot) *registerSlot = &registerLogger;
-  if (writeSlot) *writeSlot = &writeMessage;
+  d->Attach(client, forget, setLevel);
+  if (registerSlot) *registerSlot = &RegisterLoggerEntry;
+  if (writeSlot) *writeSlot = &WriteMessage;
 }
 
-void detachClient(void* client) {
-  if (LoggingDispatcher* d = dispatcher()) d->detach(client);
+void DetachClient(void* client) {
+  if (LoggingDispatcher* d = GetDispatcher()) d->Detach(client);
 }
 
 }  // namespace
@@ -267,11 +267,11 @@ void detachClient(void* client) {
 }  // namespace vesk::logging
 
 extern "C" __attribute__((visibility("default")))
-const LoggingDispatcherDescriptor logging_dispatcher_descriptor = {&vesk::logging::attachClient,
-                                                                   &vesk::logging::detachClient};
+const LoggingDispatcherDescriptor logging_dispatcher_descriptor = {&vesk::logging::AttachClient,
+                                                                   &vesk::logging::DetachClient};
 
 extern "C" void vesk_logging_dispatcher_set_levels(const char* config) {
-  if (vesk::logging::LoggingDispatcher* d = vesk::logging::dispatcher()) {
-    d->setLevels(config ? config : "");
+  if (vesk::logging::LoggingDispatcher* d = vesk::logging::GetDispatcher()) {
+    d->SetLevels(config ? config : "");
   }
 }

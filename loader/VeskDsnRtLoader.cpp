@@ -9,14 +9,14 @@ using vesk::loader::AbsentResult;
 
 // Every forwarded operation: what the stub answers without a library, result, name, parameters
 // and the arguments passed on. The compiler checks each against dsnrt.h.
-#define VESK_DSN_FORWARDED(X)                                                                   \
-  X(kNull, const char*, DsnGetDesignName, (fpga_design * d), (d))                               \
-  X(kIndex, int, DsnGetRegisterByName, (fpga_design * d, const char* n), (d, n))                \
-  X(kIndex, int, DsnGetNrOfRegister, (fpga_design * d), (d))                                    \
+#define VESK_DSN_FORWARDED(X)                                                    \
+  X(kNull, const char*, DsnGetDesignName, (fpga_design * d), (d))                \
+  X(kIndex, int, DsnGetRegisterByName, (fpga_design * d, const char* n), (d, n)) \
+  X(kIndex, int, DsnGetNrOfRegister, (fpga_design * d), (d))                     \
   X(kNull, const char*, DsnGetRegisterName, (fpga_design * d, int id), (d, id))
 
-#define VESK_DSN_LIFETIME(X)                                                \
-  X(kNull, fpga_design*, DsnLoadBoardDesign, (PLdevice * d), (d))           \
+#define VESK_DSN_LIFETIME(X)                                      \
+  X(kNull, fpga_design*, DsnLoadBoardDesign, (PLdevice * d), (d)) \
   X(kStatus, int, DsnFreeDesign, (fpga_design * d), (d))
 
 namespace Ns_VeskDsnRt {
@@ -36,7 +36,8 @@ struct Traits {
   static Entries Resolve(const vesk::loader::LibraryHandle& library) {
     Entries entries{};
 #define VESK_RESOLVE(absence, result, name, parameters, arguments) \
-  entries.name = reinterpret_cast<decltype(&::name)>(vesk::loader::LibraryLoader::Symbol(library, #name));
+  entries.name =                                                   \
+      reinterpret_cast<decltype(&::name)>(vesk::loader::LibraryLoader::Symbol(library, #name));
     VESK_DSN_FORWARDED(VESK_RESOLVE)
     VESK_DSN_LIFETIME(VESK_RESOLVE)
 #undef VESK_RESOLVE
@@ -62,11 +63,11 @@ auto CallChecked(Function function, Arguments... arguments) {
 void VeskDsnRtOpenLibrary() { Ns_VeskDsnRt::Library::Get().Open(); }
 void VeskDsnRtCloseLibrary() { Ns_VeskDsnRt::Library::Get().Close(); }
 
-#define VESK_STUB(absence, result, name, parameters, arguments)                                 \
-  extern "C" VESK_EXPORT result name parameters {                                               \
-    const Ns_VeskDsnRt::Traits::Entries* entries = Ns_VeskDsnRt::Library::Get().GetEntries();   \
-    if (!entries) return AbsentResult<result>(Absence::absence, DSN_ERROR_LIBRARY_NOT_LOADED);  \
-    return Ns_VeskDsnRt::CallChecked(entries->name, VESK_UNPAREN arguments);                    \
+#define VESK_STUB(absence, result, name, parameters, arguments)                                \
+  extern "C" VESK_EXPORT result name parameters {                                              \
+    const Ns_VeskDsnRt::Traits::Entries* entries = Ns_VeskDsnRt::Library::Get().GetEntries();  \
+    if (!entries) return AbsentResult<result>(Absence::absence, DSN_ERROR_LIBRARY_NOT_LOADED); \
+    return Ns_VeskDsnRt::CallChecked(entries->name, VESK_UNPAREN arguments);                   \
   }
 #define VESK_UNPAREN(...) __VA_ARGS__
 VESK_DSN_FORWARDED(VESK_STUB)

@@ -4,7 +4,7 @@
  * stubs in libvesk_genicam.so. When the design library cannot be loaded, the stubs answer -1
  * where an id or a count is returned, NULL where a pointer is returned and
  * DSN_ERROR_LIBRARY_NOT_LOADED where a status is returned. A library that lacks one of these
- * functions makes its stub answer DSN_ERROR_NO_ENTRY. */
+ * functions makes its stub answer DSN_ERROR_NO_ENTRY, or NULL where a pointer is returned. */
 #ifndef VESK_LOADER_DSNRT_H
 #define VESK_LOADER_DSNRT_H
 

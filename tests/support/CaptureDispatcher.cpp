@@ -19,6 +19,11 @@ struct Client {
 };
 
 struct State {
+  // At exit the dispatcher may go before its clients: they must not call it afterwards.
+  ~State() {
+    for (const Client& client : clients) client.forget(client.client);
+  }
+
   std::mutex lock;
   std::vector<Client> clients;
   std::map<std::string, uint64_t> ids;

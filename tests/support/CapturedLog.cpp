@@ -58,9 +58,10 @@ std::vector<CapturedLine> CapturedLog::Take() {
   while (std::getline(in, row)) {
     const size_t first = row.find('|');
     const size_t second = row.find('|', first + 1);
-    lines.push_back({std::stoull(row.substr(0, first)),
-                     static_cast<unsigned int>(std::stoul(row.substr(first + 1, second - first - 1))),
-                     row.substr(second + 1)});
+    lines.push_back(
+        {std::stoull(row.substr(0, first)),
+         static_cast<unsigned int>(std::stoul(row.substr(first + 1, second - first - 1))),
+         row.substr(second + 1)});
   }
   return lines;
 }

@@ -18,8 +18,8 @@ extern "C" {
 typedef void (*LoggingRegisterLoggerFn)(const char* name, uint64_t* id, unsigned int* level);
 
 /* Filled in by the dispatcher: one finished message. The last two arguments are reserved, 0. */
-typedef void (*LoggingWriteFn)(uint64_t id, unsigned int level, const char* text, unsigned int reserved1,
-                               unsigned long reserved2);
+typedef void (*LoggingWriteFn)(uint64_t id, unsigned int level, const char* text,
+                               unsigned int reserved1, unsigned long reserved2);
 
 /* Given by the client: the dispatcher calls it when it goes away; afterwards the client must not
  * call the register or write functions again. Returns the client record. */

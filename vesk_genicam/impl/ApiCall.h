@@ -42,8 +42,8 @@ class ApiCall {
     std::ostringstream prefix;
     prefix << "source-file=" << kApiSourceFile << ",source-line=" << line
            << ",thread-id=" << CurrentThreadId();
-    scope_ = std::make_unique<ApiTraceScope>(logger, formatter_, prefix.str(), functionName,
-                                             note());
+    scope_ =
+        std::make_unique<ApiTraceScope>(logger, formatter_, prefix.str(), functionName, note());
   }
 
   ~ApiCall() {

@@ -45,13 +45,13 @@ int ScanPorts(MloBoardHandle* board, unsigned int mask, unsigned int speed) {
 template <class Thrower>
 int GetFeature(MloCameraHandle* camera, Thrower thrower) {
   ApiCall call(kLine, "Mlo_getIntegerValue", [=] { return FormatCamera(camera); });
-  return call.Return(CatchAtBoundary(
-      [&](const std::string& message) { call.Fail(kExceptionCaught, message); },
-      [] { return "getting feature Width"; },
-      [&] {
-        thrower();
-        return 0;
-      }));
+  return call.Return(
+      CatchAtBoundary([&](const std::string& message) { call.Fail(kExceptionCaught, message); },
+                      [] { return "getting feature Width"; },
+                      [&] {
+                        thrower();
+                        return 0;
+                      }));
 }
 
 std::string Thread() { return std::to_string(CurrentThreadId()); }
@@ -92,10 +92,11 @@ TEST_F(ApiTrace, FailureLineCarriesTheArgumentsAndTheExitTheCode) {
   const auto lines = CapturedLog::Take();
   ASSERT_EQ(lines.size(), 6u);
   EXPECT_EQ(lines[1].level, 5u);
-  EXPECT_EQ(lines[1].text,
-            "thread-id=" + Thread() + ",handle=(P14MloBoardHandle)0,port-index=7|Invalid board handle");
-  EXPECT_EQ(lines[2].text,
-            Prefix() + ",return=-1001,handle=(P14MloBoardHandle)0,port-index=7|Leaving Mlo_getCamera");
+  EXPECT_EQ(lines[1].text, "thread-id=" + Thread() +
+                               ",handle=(P14MloBoardHandle)0,port-index=7|Invalid board handle");
+  EXPECT_EQ(
+      lines[2].text,
+      Prefix() + ",return=-1001,handle=(P14MloBoardHandle)0,port-index=7|Leaving Mlo_getCamera");
   // The pointer to the result is checked before the handle.
   EXPECT_EQ(lines[4].text, "thread-id=" + Thread() +
                                ",handle=(P14MloBoardHandle)0x10,port-index=7|Invalid camera "
@@ -107,10 +108,12 @@ TEST_F(ApiTrace, EntryNoteFollowsTheFunctionName) {
   ScanPorts(Board(0x20), 5, 3125);
   const auto lines = CapturedLog::Take();
   ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0].text,
-            Prefix() + ",port-mask=5,handle=(P14MloBoardHandle)0x20|Entering Mlo_scanPorts; Speed: 3125");
-  EXPECT_EQ(lines[1].text,
-            Prefix() + ",return=0,port-mask=5,handle=(P14MloBoardHandle)0x20|Leaving Mlo_scanPorts");
+  EXPECT_EQ(
+      lines[0].text,
+      Prefix() + ",port-mask=5,handle=(P14MloBoardHandle)0x20|Entering Mlo_scanPorts; Speed: 3125");
+  EXPECT_EQ(
+      lines[1].text,
+      Prefix() + ",return=0,port-mask=5,handle=(P14MloBoardHandle)0x20|Leaving Mlo_scanPorts");
 }
 
 TEST_F(ApiTrace, LevelOneOffBuildsNothingButFailuresStillNameTheArguments) {
@@ -124,8 +127,8 @@ TEST_F(ApiTrace, LevelOneOffBuildsNothingButFailuresStillNameTheArguments) {
   EXPECT_EQ(g_formatterCalls, 1);
   const auto lines = CapturedLog::Take();
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].text,
-            "thread-id=" + Thread() + ",handle=(P14MloBoardHandle)0,port-index=1|Invalid board handle");
+  EXPECT_EQ(lines[0].text, "thread-id=" + Thread() +
+                               ",handle=(P14MloBoardHandle)0,port-index=1|Invalid board handle");
 
   CapturedLog::SetAllLevels(7);
   EXPECT_EQ(GetCamera(nullptr, 1, &camera), -1001);
@@ -136,8 +139,9 @@ TEST_F(ApiTrace, LevelOneOffBuildsNothingButFailuresStillNameTheArguments) {
 TEST_F(ApiTrace, EachKindOfExceptionEndsInItsOwnLineAndMinus1999) {
   auto* camera = reinterpret_cast<MloCameraHandle*>(0x40);
   EXPECT_EQ(GetFeature(camera, [] { throw std::runtime_error("out of range"); }), -1999);
-  EXPECT_EQ(GetFeature(camera, [] { throw GenICam::GenericException("Node not writable", "f", 3); }),
-            -1999);
+  EXPECT_EQ(
+      GetFeature(camera, [] { throw GenICam::GenericException("Node not writable", "f", 3); }),
+      -1999);
   EXPECT_EQ(GetFeature(camera, [] { throw 17; }), -1999);
   EXPECT_EQ(GetFeature(camera, [] {}), 0);
 
@@ -149,7 +153,8 @@ TEST_F(ApiTrace, EachKindOfExceptionEndsInItsOwnLineAndMinus1999) {
   }
   const std::string arguments = "thread-id=" + Thread() + ",handle=(P15MloCameraHandle)0x40|";
   ASSERT_EQ(failures.size(), 3u);
-  EXPECT_EQ(failures[0], arguments + "Standard exception while getting feature Width: out of range");
+  EXPECT_EQ(failures[0],
+            arguments + "Standard exception while getting feature Width: out of range");
   EXPECT_EQ(failures[1],
             arguments + "GenICam exception while getting feature Width: Node not writable");
   EXPECT_EQ(failures[2], arguments + "Unexpected exception while getting feature Width");

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
-#include <regex>
 #include <sstream>
 
 #include "loader/VeskDsnRtLoader.h"
@@ -75,20 +75,24 @@ TEST_F(LibraryInit, AnOpenBoardKeepsTheBoardLibraryPastTheLastDeinit) {
 // The debug lines name each controller by its instance pointer; the test names them by order of
 // appearance: L the library's, H the board library's, D the design library's.
 std::vector<std::string> Symbolic(const std::string& output) {
-  static const std::regex line(R"(LibraryInitController \[(.{7})\] - Instance: (\S+)(.*))");
+  static const std::string kHead = "LibraryInitController [";
+  static const std::string kInstance = "] - Instance: ";
   std::map<std::string, std::string> names;
   const char* next = "LHD";
   std::vector<std::string> lines;
   std::istringstream in(output);
   for (std::string text; std::getline(in, text);) {
-    std::smatch match;
-    if (!std::regex_match(text, match, line)) {
+    const size_t step = kHead.size();
+    if (text.compare(0, step, kHead) != 0 ||
+        text.compare(step + 7, kInstance.size(), kInstance) != 0) {
       lines.push_back("unexpected: " + text);
       continue;
     }
-    auto [it, added] = names.emplace(match[2], "");
+    const size_t pointer = step + 7 + kInstance.size();
+    const size_t end = std::min(text.find(' ', pointer), text.size());
+    auto [it, added] = names.emplace(text.substr(pointer, end - pointer), "");
     if (added) it->second = *next ? std::string(1, *next++) : "?";
-    lines.push_back(match[1].str() + " " + it->second + match[3].str());
+    lines.push_back(text.substr(step, 7) + " " + it->second + text.substr(end));
   }
   return lines;
 }

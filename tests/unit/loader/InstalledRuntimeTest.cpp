@@ -74,7 +74,8 @@ TEST(BoardLibraryStubs, TwoOpensAndOneCloseKeepTheLibraryLoaded) {
 TEST(BoardLibraryStubsDeathTest, MissingEntryPointStopsWithItsName) {
   // The fake board library has no register access.
   uint64_t value = 0;
-  EXPECT_DEATH(VHalRegisterRead(nullptr, 1, &value), "libvesk_hal.so has no entry point VHalRegisterRead");
+  EXPECT_DEATH(VHalRegisterRead(nullptr, 1, &value),
+               "libvesk_hal.so has no entry point VHalRegisterRead");
 }
 
 TEST(DesignLibraryStubs, ForwardAndAnswerMinus114ForAMissingEntryPoint) {
