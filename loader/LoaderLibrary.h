@@ -13,6 +13,13 @@
 
 namespace vesk::loader {
 
+// The entry table of a library, from lists of X(absence, result, name, parameters, arguments):
+// one slot per entry point, typed after its declaration, and its lookup by name.
+#define VESK_LOADER_ENTRY_SLOT(absence, result, name, parameters, arguments) decltype(&::name) name;
+#define VESK_LOADER_ENTRY_RESOLVE(absence, result, name, parameters, arguments) \
+  entries.name =                                                                \
+      reinterpret_cast<decltype(&::name)>(vesk::loader::LibraryLoader::Symbol(library, #name));
+
 // What a forwarding stub answers while its library cannot be loaded.
 enum class Absence { kStatus, kIndex, kNull };
 

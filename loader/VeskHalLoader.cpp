@@ -73,20 +73,14 @@ struct Traits {
   static constexpr const char* kDeinit = "VeskHalDeinit";
 
   struct Entries {
-#define VESK_SLOT(absence, result, name, parameters, arguments) decltype(&::name) name;
-    VESK_HAL_FORWARDED(VESK_SLOT)
-    VESK_HAL_LIFETIME(VESK_SLOT)
-#undef VESK_SLOT
+    VESK_HAL_FORWARDED(VESK_LOADER_ENTRY_SLOT)
+    VESK_HAL_LIFETIME(VESK_LOADER_ENTRY_SLOT)
   };
 
   static Entries Resolve(const vesk::loader::LibraryHandle& library) {
     Entries entries{};
-#define VESK_RESOLVE(absence, result, name, parameters, arguments) \
-  entries.name =                                                   \
-      reinterpret_cast<decltype(&::name)>(vesk::loader::LibraryLoader::Symbol(library, #name));
-    VESK_HAL_FORWARDED(VESK_RESOLVE)
-    VESK_HAL_LIFETIME(VESK_RESOLVE)
-#undef VESK_RESOLVE
+    VESK_HAL_FORWARDED(VESK_LOADER_ENTRY_RESOLVE)
+    VESK_HAL_LIFETIME(VESK_LOADER_ENTRY_RESOLVE)
     return entries;
   }
 };
