@@ -1,0 +1,42 @@
+#ifndef VESK_GENICAM_IMPL_ZIPREADER_H
+#define VESK_GENICAM_IMPL_ZIPREADER_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <vector>
+
+// Reads a zip archive that a port has copied out of camera memory: finds its entries and
+// inflates one of them. Reads no disk, writes nothing. Every length and offset in the buffer is
+// untrusted; a damaged archive gives no files or a null result.
+class CZipReader {
+ public:
+  // A shared byte buffer, as the ports hand it over.
+  using DataArrayPtr = std::shared_ptr<std::vector<uint8_t>>;
+
+  // Keeps the buffer; reads nothing until asked.
+  explicit CZipReader(DataArrayPtr archive);
+
+  // True if the central directory holds at least one entry that could be read.
+  bool HasFiles();
+
+  // A new buffer with the bytes of entry `index`, or null if there is no such entry, the
+  // method is neither stored nor deflate, or the entry points outside the buffer.
+  DataArrayPtr GetFile(uint32_t index);
+
+ private:
+  static constexpr size_t kCentralEntrySize = 46;
+  using CentralEntry = std::array<uint8_t, kCentralEntrySize>;
+
+  void ReadDirectory();
+  DataArrayPtr Inflate(const uint8_t* input, uint32_t inputSize, uint32_t uncompressedSize) const;
+
+  DataArrayPtr m_archive;
+  bool m_notRead = true;
+  std::map<uint32_t, CentralEntry> m_entries;
+  uint32_t m_entryCount = 0;
+};
+
+#endif
