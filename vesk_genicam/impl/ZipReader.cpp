@@ -32,19 +32,19 @@ uint32_t ReadLe32(const uint8_t* p) {
 
 }  // namespace
 
-CZipReader::CZipReader(DataArrayPtr archive) : m_archive(std::move(archive)) {}
+CZipReader::CZipReader(DataArrayPtr archive) : archive_(std::move(archive)) {}
 
 bool CZipReader::HasFiles() {
-  if (m_notRead) ReadDirectory();
-  return m_entryCount > 0;
+  if (notRead_) ReadDirectory();
+  return entryCount_ > 0;
 }
 
 void CZipReader::ReadDirectory() {
   // Once only, even if the buffer turns out not to be an archive.
-  m_notRead = false;
-  if (!m_archive) return;
-  const uint8_t* data = m_archive->data();
-  const size_t size = m_archive->size();
+  notRead_ = false;
+  if (!archive_) return;
+  const uint8_t* data = archive_->data();
+  const size_t size = archive_->size();
 
   if (size < 4 || ReadLe32(data) != kLocalHeaderSignature) return;
   if (size < kEndRecordSize) return;
@@ -71,24 +71,24 @@ void CZipReader::ReadDirectory() {
   for (uint32_t index = 0; index < count; ++index) {
     if (size - offset < kCentralEntrySize) break;
     if (ReadLe32(data + offset) != kCentralEntrySignature) break;
-    CentralEntry& entry = m_entries[index];
+    CentralEntry& entry = entries_[index];
     std::memcpy(entry.data(), data + offset, kCentralEntrySize);
-    m_entryCount = index + 1;
+    entryCount_ = index + 1;
     offset += kCentralEntrySize;
   }
 }
 
 CZipReader::DataArrayPtr CZipReader::GetFile(uint32_t index) {
-  if (m_notRead) ReadDirectory();
-  if (index >= m_entryCount) return nullptr;
+  if (notRead_) ReadDirectory();
+  if (index >= entryCount_) return nullptr;
 
-  const CentralEntry& entry = m_entries.at(index);
+  const CentralEntry& entry = entries_.at(index);
   const uint32_t compressedSize = ReadLe32(entry.data() + 20);
   const uint32_t uncompressedSize = ReadLe32(entry.data() + 24);
   const uint64_t localHeader = ReadLe32(entry.data() + 42);
 
-  const uint8_t* data = m_archive->data();
-  const uint64_t size = m_archive->size();
+  const uint8_t* data = archive_->data();
+  const uint64_t size = archive_->size();
   if (localHeader > size || size - localHeader < kLocalHeaderSize) return nullptr;
   const uint8_t* header = data + localHeader;
   const uint16_t method = ReadLe16(header + 8);

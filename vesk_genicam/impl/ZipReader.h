@@ -33,10 +33,10 @@ class CZipReader {
   void ReadDirectory();
   DataArrayPtr Inflate(const uint8_t* input, uint32_t inputSize, uint32_t uncompressedSize) const;
 
-  DataArrayPtr m_archive;
-  bool m_notRead = true;
-  std::map<uint32_t, CentralEntry> m_entries;
-  uint32_t m_entryCount = 0;
+  DataArrayPtr archive_;
+  bool notRead_ = true;
+  std::map<uint32_t, CentralEntry> entries_;
+  uint32_t entryCount_ = 0;
 };
 
 #endif
