@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -327,12 +326,6 @@ TEST(FileExists, OnlyFilesThatOpenForReading) {
   EXPECT_FALSE(CUtility::FileExists(path));
 }
 
-TEST(SleepMs, SleepsAtLeastTheGivenTime) {
-  const auto start = std::chrono::steady_clock::now();
-  CUtility::SleepMs(30);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
-}
-
 class LogBufferData : public testing::Test {
  protected:
   void SetUp() override {
@@ -370,17 +363,6 @@ TEST_F(LogBufferData, ShowsCountBytesOnLinesReckonedInWords) {
 TEST_F(LogBufferData, ByteValuesAreTwoUpperCaseDigits) {
   const unsigned int word = 0x0F00FF01;
   EXPECT_EQ(CUtility::LogBufferData(&word, 4), "Null Buffer01 FF 00 0F \r\n");
-}
-
-TEST(Comparators, CompareOneMemberStrictly) {
-  EXPECT_TRUE(SortByFirst({1, 9}, {2, 0}));
-  EXPECT_FALSE(SortByFirst({2, 0}, {1, 9}));
-  EXPECT_FALSE(SortByFirst({1, 0}, {1, 9}));
-  EXPECT_FALSE(SortByFirst({1, 9}, {1, 0}));
-  EXPECT_TRUE(SortBySecond({9, 1}, {0, 2}));
-  EXPECT_FALSE(SortBySecond({0, 2}, {9, 1}));
-  EXPECT_FALSE(SortBySecond({0, 1}, {9, 1}));
-  EXPECT_FALSE(SortBySecond({9, 1}, {0, 1}));
 }
 
 }  // namespace
