@@ -8,6 +8,8 @@
 
 namespace {
 
+using vesk::templates::container::ManagedDataArray;
+
 constexpr uint32_t kLocalHeaderSignature = 0x04034B50;
 constexpr uint32_t kCentralEntrySignature = 0x02014B50;
 constexpr uint32_t kEndRecordSignature = 0x06054B50;
@@ -43,8 +45,8 @@ void CZipReader::ReadDirectory() {
   // Once only, even if the buffer turns out not to be an archive.
   notRead_ = false;
   if (!archive_) return;
-  const uint8_t* data = archive_->data();
-  const size_t size = archive_->size();
+  const auto* data = reinterpret_cast<const uint8_t*>(archive_->data);
+  const size_t size = archive_->size;
 
   if (size < 4 || ReadLe32(data) != kLocalHeaderSignature) return;
   if (size < kEndRecordSize) return;
@@ -87,8 +89,8 @@ CZipReader::DataArrayPtr CZipReader::GetFile(uint32_t index) {
   const uint32_t uncompressedSize = ReadLe32(entry.data() + 24);
   const uint64_t localHeader = ReadLe32(entry.data() + 42);
 
-  const uint8_t* data = archive_->data();
-  const uint64_t size = archive_->size();
+  const auto* data = reinterpret_cast<const uint8_t*>(archive_->data);
+  const uint64_t size = archive_->size;
   if (localHeader > size || size - localHeader < kLocalHeaderSize) return nullptr;
   const uint8_t* header = data + localHeader;
   const uint16_t method = ReadLe16(header + 8);
@@ -100,8 +102,7 @@ CZipReader::DataArrayPtr CZipReader::GetFile(uint32_t index) {
   if (method == kMethodStored) {
     // A stored entry is as long as its uncompressed size says.
     if (uncompressedSize > available) return nullptr;
-    return std::make_shared<std::vector<uint8_t>>(data + dataStart,
-                                                  data + dataStart + uncompressedSize);
+    return ManagedDataArray::Copy(data + dataStart, uncompressedSize);
   }
   if (method == kMethodDeflate) {
     if (compressedSize > available) return nullptr;
@@ -119,12 +120,12 @@ CZipReader::DataArrayPtr CZipReader::Inflate(const uint8_t* input, uint32_t inpu
   uint64_t outputSize = std::min<uint64_t>(std::max<uint32_t>(uncompressedSize, 1), bound);
 
   for (;;) {
-    auto output = std::make_shared<std::vector<uint8_t>>(outputSize);
+    DataArrayPtr output = ManagedDataArray::Create(outputSize);
     z_stream stream{};
     if (inflateInit2(&stream, -MAX_WBITS) != Z_OK) return nullptr;
     stream.next_in = const_cast<Bytef*>(input);
     stream.avail_in = inputSize;
-    stream.next_out = output->data();
+    stream.next_out = reinterpret_cast<Bytef*>(output->data);
     stream.avail_out = static_cast<uInt>(outputSize);
     const int result = inflate(&stream, Z_FINISH);
     const uLong produced = stream.total_out;
@@ -132,7 +133,7 @@ CZipReader::DataArrayPtr CZipReader::Inflate(const uint8_t* input, uint32_t inpu
     inflateEnd(&stream);
 
     if (result == Z_STREAM_END) {
-      output->resize(produced);
+      output->size = produced;  // the zero byte behind it is still untouched
       return output;
     }
     // The directory's size was too small (a size of 0 is common): grow and start over.

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <memory>
-#include <vector>
+
+#include "templates/container/ManagedDataArray.h"
 
 // Reads a zip archive that a port has copied out of camera memory: finds its entries and
 // inflates one of them. Reads no disk, writes nothing. Every length and offset in the buffer is
@@ -14,7 +14,7 @@
 class CZipReader {
  public:
   // A shared byte buffer, as the ports hand it over.
-  using DataArrayPtr = std::shared_ptr<std::vector<uint8_t>>;
+  using DataArrayPtr = vesk::templates::container::ManagedDataArrayPtr;
 
   // Keeps the buffer; reads nothing until asked.
   explicit CZipReader(DataArrayPtr archive);

@@ -1,0 +1,306 @@
+#include "templates/platform/InterProcessLock.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "templates/platform/InterProcessLockGuard.h"
+
+namespace vesk::templates::platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The semaphore files of a lock name in /dev/shm: "sem.<name>" and its suffixed companions.
+std::set<std::string> ShmFiles(const std::string& name) {
+  std::set<std::string> files;
+  DIR* directory = opendir("/dev/shm");
+  if (!directory) return files;
+  const std::string prefix = "sem." + name;
+  while (dirent* entry = readdir(directory)) {
+    if (std::string(entry->d_name).rfind(prefix, 0) == 0) files.insert(entry->d_name);
+  }
+  closedir(directory);
+  return files;
+}
+
+// Another process that builds its own lock of the same name and does what it is told through
+// a pipe. Every answer is awaited with a bound, so a wedged child fails the test instead of
+// hanging it.
+class Contender {
+ public:
+  struct Answer {
+    bool result = false;
+    uint32_t elapsedMs = 0;
+  };
+
+  explicit Contender(const std::string& name) {
+    int toChild[2];
+    int fromChild[2];
+    if (pipe(toChild) != 0 || pipe(fromChild) != 0) throw std::runtime_error("pipe");
+    pid_ = fork();
+    if (pid_ == 0) {
+      close(toChild[1]);
+      close(fromChild[0]);
+      // A forked main thread has its parent's pthread_self(), after which the thread semaphore
+      // is named: the child's lock is built by a thread of its own.
+      std::thread(Serve, name, toChild[0], fromChild[1]).join();
+      _exit(0);
+    }
+    close(toChild[0]);
+    close(fromChild[1]);
+    commands_ = toChild[1];
+    answers_ = fromChild[0];
+  }
+  ~Contender() {
+    if (pid_ > 0) {
+      Send('q', 0);
+      waitpid(pid_, nullptr, 0);
+    }
+    close(commands_);
+    close(answers_);
+  }
+
+  void Send(char command, uint32_t argument) {
+    char message[5] = {command};
+    memcpy(message + 1, &argument, sizeof argument);
+    ASSERT_EQ(write(commands_, message, sizeof message), 5);
+  }
+  Answer Receive() {
+    pollfd ready{answers_, POLLIN, 0};
+    Answer answer;
+    if (poll(&ready, 1, 20000) != 1) {
+      ADD_FAILURE() << "the other process did not answer";
+      return answer;
+    }
+    uint8_t message[5];
+    if (read(answers_, message, sizeof message) != 5) {
+      ADD_FAILURE() << "the other process is gone";
+      return answer;
+    }
+    answer.result = message[0] != 0;
+    memcpy(&answer.elapsedMs, message + 1, sizeof answer.elapsedMs);
+    return answer;
+  }
+
+  Answer TryAcquire(uint32_t timeoutMs) {
+    Send('t', timeoutMs);
+    return Receive();
+  }
+  void Acquire() {
+    Send('a', 0);
+    Receive();
+  }
+  void Release() {
+    Send('r', 0);
+    Receive();
+  }
+  void Kill() {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+
+ private:
+  static void Serve(const std::string& name, int commands, int answers) {
+    InterProcessLock lock(name.c_str(), true);
+    for (char message[5]; read(commands, message, sizeof message) == 5;) {
+      uint32_t argument;
+      memcpy(&argument, message + 1, sizeof argument);
+      if (message[0] == 'q') return;
+      Clock::time_point start = Clock::now();
+      bool result = true;
+      if (message[0] == 't') result = lock.try_acquire(argument);
+      if (message[0] == 'a') lock.acquire();
+      if (message[0] == 'r') lock.release();
+      auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+      uint8_t answer[5] = {static_cast<uint8_t>(result)};
+      uint32_t elapsedMs = static_cast<uint32_t>(elapsed.count());
+      memcpy(answer + 1, &elapsedMs, sizeof elapsedMs);
+      if (write(answers, answer, sizeof answer) != 5) return;
+    }
+  }
+
+  pid_t pid_ = -1;
+  int commands_ = -1;
+  int answers_ = -1;
+};
+
+class InterProcessLockTest : public ::testing::Test {
+ protected:
+  // Tests run in parallel processes, and /dev/shm outlives them.
+  const std::string name_ = "vesk-lock-test-" + std::to_string(getpid());
+
+  void TearDown() override {
+    for (const std::string& file : ShmFiles(name_)) unlink(("/dev/shm/" + file).c_str());
+  }
+};
+
+TEST_F(InterProcessLockTest, NamesThatCannotBeSemaphoresThrowBeforeAnyIsMade) {
+  try {
+    InterProcessLock lock((name_ + "/board").c_str(), true);
+    FAIL() << "a slash was accepted";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "Semaphore name is invalid");
+  }
+  // With its leading slash the name reaches the 252 bytes of the name buffer.
+  std::string tooLong = name_ + std::string(251 - name_.size(), 'x');
+  try {
+    InterProcessLock lock(tooLong.c_str(), true);
+    FAIL() << "a name of 251 bytes was accepted";
+  } catch (const std::logic_error& error) {
+    EXPECT_STREQ(error.what(), "Lock name is too long");
+  }
+  // The main name fits, the thread semaphore's name with its thread id does not.
+  std::string threadTooLong = name_ + std::string(240 - name_.size(), 'x');
+  try {
+    InterProcessLock lock(threadTooLong.c_str(), true);
+    FAIL() << "a thread semaphore name of more than 251 bytes was accepted";
+  } catch (const std::logic_error& error) {
+    EXPECT_STREQ(error.what(), "Lock  name is too long");
+  }
+  EXPECT_TRUE(ShmFiles(name_).empty());
+  // Without recursion there is no thread semaphore to name.
+  InterProcessLock plain(threadTooLong.c_str(), false);
+  EXPECT_EQ(ShmFiles(name_), std::set<std::string>{"sem." + threadTooLong});
+}
+
+TEST_F(InterProcessLockTest, ExcludesOtherProcessesUntilTheLastOfThreeLevelsIsReleased) {
+  InterProcessLock lock(name_.c_str(), true);
+  Contender other(name_);
+  lock.acquire();
+  ASSERT_TRUE(lock.try_acquire(0));
+  lock.enter();
+  EXPECT_TRUE(lock.isAcquired());
+  for (int level = 3; level > 0; --level) {
+    EXPECT_FALSE(other.TryAcquire(0).result) << "got in with " << level << " levels held";
+    lock.release();
+  }
+  EXPECT_FALSE(lock.isAcquired());
+  EXPECT_TRUE(other.TryAcquire(0).result);
+  EXPECT_FALSE(lock.try_acquire(0));
+  other.Release();
+  EXPECT_TRUE(lock.try_acquire(0));
+  lock.release();
+}
+
+TEST_F(InterProcessLockTest, AnotherObjectOfTheNameIsExcludedInTheSameProcess) {
+  InterProcessLock lock(name_.c_str(), true);
+  // Built by another thread, so that it has a thread semaphore of its own.
+  std::unique_ptr<InterProcessLock> second;
+  std::thread([&] { second = std::make_unique<InterProcessLock>(name_.c_str(), true); }).join();
+  lock.acquire();
+  EXPECT_FALSE(second->try_acquire(0));
+  lock.release();
+  EXPECT_TRUE(second->try_acquire(0));
+  second->release();
+}
+
+TEST_F(InterProcessLockTest, AKilledHolderLetsTheNextProcessIn) {
+  InterProcessLock lock(name_.c_str(), true);
+  Contender holder(name_);
+  holder.Acquire();
+  EXPECT_FALSE(lock.try_acquire(0));
+  holder.Kill();
+  EXPECT_TRUE(lock.try_acquire(0));
+  lock.release();
+}
+
+TEST_F(InterProcessLockTest, TryAcquireWaitsInWholeSeconds) {
+  InterProcessLock lock(name_.c_str(), true);
+  Contender other(name_);
+  lock.acquire();
+  Contender::Answer answer = other.TryAcquire(0);
+  EXPECT_FALSE(answer.result);
+  EXPECT_LT(answer.elapsedMs, 900u) << "a time-out of 0 slept";
+  // 2500 ms is taken off in steps of 1000, 1000 and 500, each after a full second's sleep.
+  answer = other.TryAcquire(2500);
+  EXPECT_FALSE(answer.result);
+  EXPECT_GE(answer.elapsedMs, 3000u);
+  // Freed during the first second: the retry after it succeeds.
+  other.Send('t', 5000);
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  lock.release();
+  answer = other.Receive();
+  EXPECT_TRUE(answer.result);
+  EXPECT_GE(answer.elapsedMs, 1000u);
+}
+
+TEST_F(InterProcessLockTest, TheLastUserRemovesTheCountsButKeepsTheLockFile) {
+  const std::string mainFile = "sem." + name_;
+  const std::string countingFile = mainFile + "_c";
+  auto first = std::make_unique<InterProcessLock>(name_.c_str(), true);
+  std::unique_ptr<InterProcessLock> second;
+  std::thread([&] { second = std::make_unique<InterProcessLock>(name_.c_str(), true); }).join();
+  std::set<std::string> files = ShmFiles(name_);
+  ASSERT_EQ(files.size(), 4u) << "main, counting and one thread semaphore per building thread";
+  ASSERT_TRUE(files.count(mainFile) && files.count(countingFile));
+
+  second.reset();
+  EXPECT_EQ(ShmFiles(name_), files) << "a user that was not the last removed something";
+  first.reset();
+  files = ShmFiles(name_);
+  EXPECT_TRUE(files.count(mainFile));
+  EXPECT_FALSE(files.count(countingFile));
+  // Only the last user's thread semaphore goes; the other one's stays behind.
+  EXPECT_EQ(files.size(), 2u);
+
+  sem_t* main = sem_open(("/" + name_).c_str(), O_RDWR);
+  ASSERT_NE(main, SEM_FAILED);
+  int users = -1;
+  sem_getvalue(main, &users);
+  EXPECT_EQ(users, 0);
+  {
+    InterProcessLock again(name_.c_str(), true);
+    sem_getvalue(main, &users);
+    EXPECT_EQ(users, 1) << "a new user of the old file counts as for a new lock";
+    EXPECT_TRUE(again.try_acquire(0));
+    again.release();
+  }
+  sem_close(main);
+}
+
+TEST_F(InterProcessLockTest, GuardLeavesOnlyWhatWasEnteredAndDeletesWhatItOwns) {
+  InterProcessLock lock(name_.c_str(), true);
+  lock.enter();
+  lock.enter();
+  { InterProcessLockGuard notLocked(&lock, false); }
+  EXPECT_EQ(lock.lockCount(), 2);
+  { InterProcessLockGuard keepOnExit(&lock, true, false, false); }
+  EXPECT_EQ(lock.lockCount(), 2);
+  { InterProcessLockGuard first(&lock); }
+  EXPECT_TRUE(lock.isAcquired());
+  { InterProcessLockGuard second(&lock); }
+  EXPECT_FALSE(lock.isAcquired());
+  EXPECT_EQ(lock.lockCount(), 0);
+  { InterProcessLockGuard nothingEntered(&lock); }
+  EXPECT_EQ(lock.lockCount(), 0);
+
+  sem_t* main = sem_open(("/" + name_).c_str(), O_RDWR);
+  ASSERT_NE(main, SEM_FAILED);
+  auto owned = std::make_unique<InterProcessLock>(name_.c_str(), true);
+  owned->enter();
+  int users = 0;
+  sem_getvalue(main, &users);
+  EXPECT_EQ(users, 2);
+  { InterProcessLockGuard owner(owned.release(), true, true); }
+  sem_getvalue(main, &users);
+  EXPECT_EQ(users, 1) << "the owned lock was not deleted";
+  EXPECT_TRUE(lock.try_acquire(0));
+  lock.release();
+  sem_close(main);
+}
+
+}  // namespace
+}  // namespace vesk::templates::platform
