@@ -354,6 +354,7 @@ TEST_F(LoggingDispatcher, SetLevelsReachesEveryAttachedClient) {
   Client first;
   Client second;
   Client gone;
+  Client late;  // declared ahead of the dispatcher, which tells it to forget when unloaded
   auto dispatcher = start("*=5", first);
   ASSERT_TRUE(dispatcher);
   dispatcher->attach(second);
@@ -370,7 +371,6 @@ TEST_F(LoggingDispatcher, SetLevelsReachesEveryAttachedClient) {
   EXPECT_EQ(second.levelOf("c"), 4u);
 
   // A later attach does not put the environment's levels back.
-  Client late;
   dispatcher->attach(late);
   EXPECT_EQ(late.levelOf("a"), 2u);
 
