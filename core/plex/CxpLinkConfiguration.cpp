@@ -16,12 +16,13 @@
 
 namespace vesk::core::plex {
 
+struct CxpLinkConfiguration::LinkSlot {
+  uint32_t physicalIndex = kUnset;
+  uint32_t plIndex = kUnset;
+};
+
 struct CxpLinkConfiguration::LinkGroup {
-  struct Slot {
-    uint32_t physicalIndex = kUnset;
-    uint32_t plIndex = kUnset;
-  };
-  std::array<Slot, kMaxLinks> links{};
+  std::array<LinkSlot, kMaxLinks> links{};
   uint32_t linkCount = 0;
   uint32_t masterPhysicalIndex = kUnset;
   uint32_t masterId = 0;
@@ -278,26 +279,24 @@ void CxpLinkConfiguration::SetMasterPhysicalIndex(uint32_t group, uint32_t index
 uint32_t CxpLinkConfiguration::GetMasterId(uint32_t group) const { return Group(group).masterId; }
 void CxpLinkConfiguration::SetMasterId(uint32_t group, uint32_t id) { Group(group).masterId = id; }
 
-uint32_t CxpLinkConfiguration::GetPhysicalIndex(uint32_t group, uint32_t link) const {
-  const LinkGroup& record = Group(group);
+CxpLinkConfiguration::LinkSlot& CxpLinkConfiguration::Slot(uint32_t group, uint32_t link) const {
+  LinkGroup& record = Group(group);  // the group is checked first
   CheckLink(link);
-  return record.links[link].physicalIndex;
+  return record.links[link];
+}
+
+uint32_t CxpLinkConfiguration::GetPhysicalIndex(uint32_t group, uint32_t link) const {
+  return Slot(group, link).physicalIndex;
 }
 void CxpLinkConfiguration::SetPhysicalIndex(uint32_t group, uint32_t link, uint32_t index) {
-  LinkGroup& record = Group(group);
-  CheckLink(link);
-  record.links[link].physicalIndex = index;
+  Slot(group, link).physicalIndex = index;
 }
 
 uint32_t CxpLinkConfiguration::GetPLIndex(uint32_t group, uint32_t link) const {
-  const LinkGroup& record = Group(group);
-  CheckLink(link);
-  return record.links[link].plIndex;
+  return Slot(group, link).plIndex;
 }
 void CxpLinkConfiguration::SetPLIndex(uint32_t group, uint32_t link, uint32_t index) {
-  LinkGroup& record = Group(group);
-  CheckLink(link);
-  record.links[link].plIndex = index;
+  Slot(group, link).plIndex = index;
 }
 
 void CxpLinkConfiguration::Reset() {
@@ -324,7 +323,7 @@ void CxpLinkConfiguration::WriteToFile(const std::string& fileName) const {
          << "\">\n";
     uint32_t written = 0;
     for (uint32_t n = 0; n < kMaxLinks && written < group.linkCount; ++n) {
-      const LinkGroup::Slot& slot = group.links[n];
+      const LinkSlot& slot = group.links[n];
       if (slot.physicalIndex == kUnset || slot.plIndex == kUnset) continue;
       // The master is whatever sits in slot 0; the master physical index is not saved.
       text << "\t\t<link phyIndex=\"" << slot.physicalIndex << "\" plIndex=\"" << slot.plIndex

@@ -65,11 +65,13 @@ class CxpLinkConfiguration {
 
  private:
   struct Impl;
+  struct LinkSlot;
   struct LinkGroup;
   class Reader;
 
   // The checked record of a group.
   LinkGroup& Group(uint32_t group) const;
+  LinkSlot& Slot(uint32_t group, uint32_t link) const;
 
   std::shared_ptr<Impl> impl_;
 };

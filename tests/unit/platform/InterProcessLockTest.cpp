@@ -147,29 +147,25 @@ class InterProcessLockTest : public ::testing::Test {
   }
 };
 
+// The message with which building a recursive lock of this name fails; empty if it does not.
+template <class Error>
+std::string FailureOf(const std::string& name) {
+  try {
+    InterProcessLock lock(name.c_str(), true);
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return "";
+}
+
 TEST_F(InterProcessLockTest, NamesThatCannotBeSemaphoresThrowBeforeAnyIsMade) {
-  try {
-    InterProcessLock lock((name_ + "/board").c_str(), true);
-    FAIL() << "a slash was accepted";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "Semaphore name is invalid");
-  }
+  EXPECT_EQ(FailureOf<std::runtime_error>(name_ + "/board"), "Semaphore name is invalid");
   // With its leading slash the name reaches the 252 bytes of the name buffer.
-  std::string tooLong = name_ + std::string(251 - name_.size(), 'x');
-  try {
-    InterProcessLock lock(tooLong.c_str(), true);
-    FAIL() << "a name of 251 bytes was accepted";
-  } catch (const std::logic_error& error) {
-    EXPECT_STREQ(error.what(), "Lock name is too long");
-  }
+  const std::string tooLong = name_ + std::string(251 - name_.size(), 'x');
+  EXPECT_EQ(FailureOf<std::logic_error>(tooLong), "Lock name is too long");
   // The main name fits, the thread semaphore's name with its thread id does not.
-  std::string threadTooLong = name_ + std::string(240 - name_.size(), 'x');
-  try {
-    InterProcessLock lock(threadTooLong.c_str(), true);
-    FAIL() << "a thread semaphore name of more than 251 bytes was accepted";
-  } catch (const std::logic_error& error) {
-    EXPECT_STREQ(error.what(), "Lock  name is too long");
-  }
+  const std::string threadTooLong = name_ + std::string(240 - name_.size(), 'x');
+  EXPECT_EQ(FailureOf<std::logic_error>(threadTooLong), "Lock  name is too long");
   EXPECT_TRUE(ShmFiles(name_).empty());
   // Without recursion there is no thread semaphore to name.
   InterProcessLock plain(threadTooLong.c_str(), false);
