@@ -5,8 +5,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "sim/camera/Feature.h"
 
 namespace vesk::sim {
 
@@ -50,7 +53,9 @@ class Camera {
   // error, never with an assertion.
   bool Read(uint64_t address, void* bytes, size_t length);
   bool Write(uint64_t address, const void* bytes, size_t length);
-  // Regions added later take precedence over the feature registers they overlap.
+  // Regions added later take precedence over the feature registers they overlap. An access that
+  // lies only partly in the topmost region it touches is refused. The region's handlers run
+  // without the camera's lock held, so they may call back into the camera.
   void AddRegion(RegisterRegion region);
 
   // The XML file as the camera serves it (plain text or a zip archive), its file name (".xml"
@@ -59,6 +64,13 @@ class Camera {
   const std::string& XmlFileName() const;
   uint64_t XmlAddress() const;
   const CameraIdentity& Identity() const;
+
+  // The feature table of a built-in model, in the order of its XML; empty for a camera over an
+  // XML file. Its values are the ones the camera started with.
+  const std::vector<Feature>& Features() const;
+  // What the camera holds now for a feature of its table; for a selected feature, the copy that
+  // its selector picks. Empty for a category or a name outside the table.
+  std::optional<FeatureValue> Value(const std::string& name);
 
  private:
   struct State;
