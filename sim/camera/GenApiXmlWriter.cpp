@@ -145,6 +145,7 @@ class Writer {
  public:
   Writer(const CameraModel& model, Endianness endianness) : model_(model), endianness_(endianness) {
     for (const Feature& feature : model.features) {
+      types_[feature.name] = feature.type;
       if (HasRegisterNode(feature)) sharers_[feature.address].push_back(feature.name);
       if (!feature.selector.empty()) selected_[feature.selector].push_back(feature.name);
     }
@@ -238,7 +239,8 @@ class Writer {
       case FeatureType::IntSwissKnife:
         Head("IntSwissKnife", feature);
         for (const FormulaVariable& variable : feature.variables) {
-          xml_.Leaf("pVariable", variable.feature, " Name=\"" + Escaped(variable.name) + "\"");
+          xml_.Leaf("pVariable", VariableNode(variable.feature),
+                    " Name=\"" + Escaped(variable.name) + "\"");
         }
         xml_.Leaf("Formula", feature.formula);
         if (!feature.unit.empty()) xml_.Leaf("Unit", feature.unit);
@@ -270,6 +272,14 @@ class Writer {
     }
     xml_.Leaf("Endianess", endianness_ == Endianness::Big ? "BigEndian" : "LittleEndian");
     xml_.Close(tag);
+  }
+
+  // A formula reads an Enumeration or a Boolean through its register: every GenApi reads an
+  // IInteger there, not all of them the other interfaces.
+  std::string VariableNode(const std::string& feature) {
+    const FeatureType type = types_[feature];
+    const bool integer = type == FeatureType::Integer || type == FeatureType::IntSwissKnife;
+    return integer ? feature : RegisterName(feature);
   }
 
   // The part that every register node shares, from Address to pInvalidator.
@@ -311,6 +321,7 @@ class Writer {
   const Endianness endianness_;
   std::map<uint64_t, std::vector<std::string>> sharers_;
   std::map<std::string, std::vector<std::string>> selected_;
+  std::map<std::string, FeatureType> types_;
   XmlText xml_;
 };
 
