@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <string>
+#include <utility>
 
 #include "sim/include/vesk_sim.h"
 #include "tests/support/Installation.h"
@@ -64,24 +66,27 @@ TEST_F(SimulatedRuntime, TheLibraryReachesTheDefaultRigThroughItsStubs) {
   EXPECT_EQ(Stub<int(PLdevice*)>("VHalFreeDevice")(device), 0);
 }
 
+// A fresh installation, so that its simulator reads $VESK_SIM_RIG on first use: the number of
+// boards it finds and the ports of the first.
+std::pair<int, int> BoardsAndGigePortsWithRig(const std::string& rig) {
+  setenv("VESK_SIM_RIG", rig.c_str(), 1);
+  Installation fresh(VESK_GENICAM_LIBRARY, VESK_SIM_RUNTIME);
+  fresh.Function<void()>("VeskGenICamInit")();
+  const int boards = fresh.Function<int()>("VHalGetNrOfBoards")();
+  PLdevice* device = fresh.Function<PLdevice*(int)>("VHalInitDevice")(0);
+  const int ports =
+      fresh.Function<int(PLdevice*, const char*)>("VHalGetBoardInfoInt")(device, "ports/gige");
+  if (device) fresh.Function<int(PLdevice*)>("VHalFreeDevice")(device);
+  fresh.Function<void()>("VeskGenICamDeinit")();
+  unsetenv("VESK_SIM_RIG");
+  return {boards, ports};
+}
+
 TEST_F(SimulatedRuntime, ARigFileChoosesTheBoardsAndABrokenOneIsAnError) {
   std::ofstream(installation_.File("rig.xml"))
       << "<rig><board type=\"3652\" ports=\"2\" design=\"gige-ka4\"/></rig>";
-  // A fresh installation, so that its simulator reads the variable on first use.
-  setenv("VESK_SIM_RIG", installation_.File("rig.xml").c_str(), 1);
-  {
-    Installation fresh(VESK_GENICAM_LIBRARY, VESK_SIM_RUNTIME);
-    EXPECT_EQ(fresh.Function<int()>("VHalGetNrOfBoards")(), 1);
-    PLdevice* device = fresh.Function<PLdevice*(int)>("VHalInitDevice")(0);
-    EXPECT_EQ(
-        fresh.Function<int(PLdevice*, const char*)>("VHalGetBoardInfoInt")(device, "ports/gige"),
-        2);
-    EXPECT_EQ(fresh.Function<int(PLdevice*)>("VHalFreeDevice")(device), 0);
-  }
-  setenv("VESK_SIM_RIG", installation_.File("missing.xml").c_str(), 1);
-  Installation broken(VESK_GENICAM_LIBRARY, VESK_SIM_RUNTIME);
-  EXPECT_EQ(broken.Function<int()>("VHalGetNrOfBoards")(), VSIM_ERROR_RIG);
-  unsetenv("VESK_SIM_RIG");
+  EXPECT_EQ(BoardsAndGigePortsWithRig(installation_.File("rig.xml")), std::make_pair(1, 2));
+  EXPECT_EQ(BoardsAndGigePortsWithRig(installation_.File("missing.xml")).first, VSIM_ERROR_RIG);
 }
 
 }  // namespace

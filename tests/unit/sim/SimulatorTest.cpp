@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "sim/core/Simulator.h"
 #include "sim/include/vesk_sim.h"
 
@@ -117,6 +120,41 @@ TEST_F(SimulatorTest, ClosingAHandleGivesBackItsQueueLocksAndUnknownHandlesAreRe
             VSIM_ERROR_INVALID_HANDLE);
   EXPECT_EQ(simulator_.Handles().SetCallback(bogus, nullptr, nullptr), VSIM_ERROR_INVALID_HANDLE);
   EXPECT_EQ(simulator_.Handles().CloseDevice(second), 0);
+}
+
+int CountCall(int, unsigned long, unsigned long, unsigned long, void* calls) {
+  ++*static_cast<std::atomic<int>*>(calls);
+  return 0;
+}
+
+// Run under the thread sanitizer, this is what finds a race between the host and the tests.
+TEST_F(SimulatorTest, HandlesRegistersCablesAndNotificationsFromSeveralThreads) {
+  constexpr int kRounds = 200;
+  std::atomic<int> calls{0};
+  auto host = [&] {
+    for (int round = 0; round < kRounds; ++round) {
+      PLdevice* device = simulator_.OpenDevice(0);
+      std::shared_ptr<Board> board = simulator_.Handles().BoardOf(device);
+      ASSERT_NE(board, nullptr);
+      ASSERT_EQ(simulator_.Handles().SetCallback(device, &CountCall, &calls), 0);
+      ASSERT_EQ(board->WriteRegister(1, static_cast<uint64_t>(round)), 0);
+      uint64_t value = 0;
+      ASSERT_EQ(board->ReadRegister(1, value), 0);
+      board->Notify(1, 1);
+      ASSERT_EQ(simulator_.Handles().CloseDevice(device), 0);
+    }
+  };
+  std::thread first(host);
+  std::thread second(host);
+  for (int round = 0; round < kRounds; ++round) {
+    ASSERT_EQ(simulator_.Plug(0, 3, 1, 0), 0);
+    ASSERT_EQ(simulator_.Unplug(0, 3), 0);
+  }
+  first.join();
+  second.join();
+  EXPECT_EQ(simulator_.BoardAt(0)->Counters().registerWrites, 2u * kRounds);
+  EXPECT_LE(calls.load(), 4 * kRounds);  // a handle may close before its notification runs
+  EXPECT_TRUE(simulator_.Handles().Empty());
 }
 
 }  // namespace
