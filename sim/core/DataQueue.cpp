@@ -28,7 +28,7 @@ int DataQueue::Read(uint8_t* bytes, size_t size, unsigned timeoutMs) {
 }
 
 int DataQueue::Write(const uint8_t* bytes, size_t size, unsigned timeoutMs) {
-  if (!bytes || !WholeUnits(size) || size > kCapacity) return VSIM_ERROR_INVALID_ARGUMENT;
+  if (!bytes || !WholeUnits(size)) return VSIM_ERROR_INVALID_ARGUMENT;
   if (size == 0) return 0;
   std::unique_lock<std::mutex> lock(mutex_);
   if (std::shared_ptr<const WriteHandler> handler = handler_) {
@@ -36,6 +36,7 @@ int DataQueue::Write(const uint8_t* bytes, size_t size, unsigned timeoutMs) {
     const int status = (*handler)(bytes, size);
     return status < 0 ? status : static_cast<int>(size);
   }
+  if (size > kCapacity) return VSIM_ERROR_INVALID_ARGUMENT;
   const bool room = changed_.wait_for(lock, std::chrono::milliseconds(timeoutMs),
                                       [&] { return fromHost_.size() + size <= kCapacity; });
   if (!room) return 0;

@@ -1,5 +1,6 @@
 #include "sim/core/Simulator.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -92,8 +93,7 @@ int Simulator::BoardCount() const {
 
 std::shared_ptr<Board> Simulator::BoardAt(int index) const {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (index < 0 || static_cast<size_t>(index) >= boards_.size()) return nullptr;
-  return boards_[static_cast<size_t>(index)];
+  return BoardLocked(index) ? boards_[static_cast<size_t>(index)] : nullptr;
 }
 
 int Simulator::CameraCount() const {
@@ -117,15 +117,26 @@ int Simulator::FindCamera(const std::string& id) const {
 
 PLdevice* Simulator::OpenDevice(int index) {
   std::lock_guard<std::mutex> lock(mutex_);
+  return BoardLocked(index) ? handles_.OpenDevice(boards_[static_cast<size_t>(index)]) : nullptr;
+}
+
+Board* Simulator::BoardLocked(int index) const {
   if (index < 0 || static_cast<size_t>(index) >= boards_.size()) return nullptr;
-  return handles_.OpenDevice(boards_[static_cast<size_t>(index)]);
+  return boards_[static_cast<size_t>(index)].get();
+}
+
+Port* Simulator::PortLocked(int board, unsigned port, int& status) const {
+  Board* found = BoardLocked(board);
+  Port* target = found ? found->PortAt(port) : nullptr;
+  status = !found ? VSIM_ERROR_NO_SUCH_BOARD : target ? 0 : VSIM_ERROR_NO_SUCH_PORT;
+  return target;
 }
 
 int Simulator::Plug(int board, unsigned port, int camera, unsigned link) {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (board < 0 || static_cast<size_t>(board) >= boards_.size()) return VSIM_ERROR_NO_SUCH_BOARD;
-  Port* target = boards_[static_cast<size_t>(board)]->PortAt(port);
-  if (!target) return VSIM_ERROR_NO_SUCH_PORT;
+  int status = 0;
+  Port* target = PortLocked(board, port, status);
+  if (!target) return status;
   if (camera < 0 || static_cast<size_t>(camera) >= cameras_.size()) {
     return VSIM_ERROR_NO_SUCH_CAMERA;
   }
@@ -138,30 +149,29 @@ int Simulator::Plug(int board, unsigned port, int camera, unsigned link) {
       if (cable.camera == unit && cable.link == link) return VSIM_ERROR_PORT_IN_USE;
     }
   }
-  boards_[static_cast<size_t>(board)]->SetCable(port, {unit, link});
+  BoardLocked(board)->SetCable(port, {unit, link});
   return 0;
 }
 
 int Simulator::Unplug(int board, unsigned port) {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (board < 0 || static_cast<size_t>(board) >= boards_.size()) return VSIM_ERROR_NO_SUCH_BOARD;
-  Port* target = boards_[static_cast<size_t>(board)]->PortAt(port);
-  if (!target) return VSIM_ERROR_NO_SUCH_PORT;
+  int status = 0;
+  Port* target = PortLocked(board, port, status);
+  if (!target) return status;
   if (!target->GetCable().camera) return VSIM_ERROR_NO_CABLE;
-  boards_[static_cast<size_t>(board)]->SetCable(port, Cable{});
+  BoardLocked(board)->SetCable(port, Cable{});
   return 0;
 }
 
 int Simulator::CableAt(int board, unsigned port, int& camera, unsigned& link) const {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (board < 0 || static_cast<size_t>(board) >= boards_.size()) return VSIM_ERROR_NO_SUCH_BOARD;
-  Port* target = boards_[static_cast<size_t>(board)]->PortAt(port);
-  if (!target) return VSIM_ERROR_NO_SUCH_PORT;
+  int status = 0;
+  Port* target = PortLocked(board, port, status);
+  if (!target) return status;
   const Cable cable = target->GetCable();
   if (!cable.camera) return VSIM_ERROR_NO_CABLE;
-  for (size_t i = 0; i < cameras_.size(); ++i) {
-    if (cameras_[i] == cable.camera) camera = static_cast<int>(i);
-  }
+  auto found = std::find(cameras_.begin(), cameras_.end(), cable.camera);
+  camera = static_cast<int>(found - cameras_.begin());
   link = cable.link;
   return 0;
 }

@@ -53,6 +53,9 @@ class Simulator {
  private:
   int Load(const std::function<Rig()>& read);
   void Install(const Rig& rig);
+  // With mutex_ held: null for a board or port the rig lacks, status saying which.
+  Board* BoardLocked(int index) const;
+  Port* PortLocked(int board, unsigned port, int& status) const;
 
   mutable std::mutex mutex_;
   std::vector<std::shared_ptr<Board>> boards_;
