@@ -34,7 +34,6 @@ struct BoardCounters {
 class Board {
  public:
   Board(const RigBoard& spec, const DesignVariant& variant);
-  ~Board() = default;
   Board(const Board&) = delete;
   Board& operator=(const Board&) = delete;
 

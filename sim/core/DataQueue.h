@@ -32,7 +32,8 @@ class DataQueue {
   // Waits up to timeoutMs for the first unit, then takes what there is; bytes taken, 0 when
   // nothing came.
   int Read(uint8_t* bytes, size_t size, unsigned timeoutMs);
-  // Bytes accepted. Without a handler, waits up to timeoutMs for room for all of them.
+  // Bytes accepted, or the handler's negative status. Without a handler, waits up to timeoutMs
+  // for room for all of them; 0 when none came.
   int Write(const uint8_t* bytes, size_t size, unsigned timeoutMs);
   // Units waiting for the host.
   int Waiting() const;
