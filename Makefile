@@ -27,6 +27,7 @@ tsan:
 
 bench: build
 	$(BUILD)/bin/frame_bench
+	$(BUILD)/bin/sim_register_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

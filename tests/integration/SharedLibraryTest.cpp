@@ -5,51 +5,24 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 
-#include "tests/support/TempDir.h"
+#include "tests/support/Installation.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using ::testing::ElementsAre;
+using vesk::test::Installation;
 using vesk::test::ReadLines;
-using vesk::test::TempDir;
 
-// A copy, not a link: the dynamic loader would otherwise hand back an already loaded library.
-class Installation {
- public:
-  explicit Installation(bool withRuntime) {
-    fs::create_directories(root_.Path() + "/lib64");
-    fs::copy_file(VESK_GENICAM_LIBRARY, root_.Path() + "/lib64/libvesk_genicam.so");
-    if (withRuntime) {
-      for (const char* name : {"libvesk_hal.so", "libdsnrt.so"}) {
-        fs::copy_file(std::string(VESK_TEST_INSTALLED) + "/lib64/" + name,
-                      root_.Path() + "/lib64/" + name);
-      }
-    }
-    handle_ = dlopen((root_.Path() + "/lib64/libvesk_genicam.so").c_str(), RTLD_NOW | RTLD_LOCAL);
-  }
-  ~Installation() {
-    if (handle_) dlclose(handle_);
-  }
-
-  template <class Signature>
-  Signature* Function(const char* name) {
-    return reinterpret_cast<Signature*>(dlsym(handle_, name));
-  }
-  void* Handle() const { return handle_; }
-  std::string File(const char* name) const { return root_.File(name); }
-
- private:
-  TempDir root_;
-  void* handle_ = nullptr;
-};
+// The fake board runtime of the installed test programs.
+Installation WithFakeRuntime() {
+  return Installation(VESK_GENICAM_LIBRARY, std::string(VESK_TEST_INSTALLED) + "/lib64");
+}
 
 TEST(SharedLibrary, FindsTheRuntimeInTheLib64FolderThatHoldsIt) {
   unsetenv("VESKDIR5_64");
   unsetenv("VESKDIR5");
-  Installation installation(true);
+  Installation installation = WithFakeRuntime();
   ASSERT_NE(installation.Handle(), nullptr) << dlerror();
   setenv("VESK_FAKE_JOURNAL", installation.File("journal").c_str(), 1);
   installation.Function<void()>("VeskGenICamInit")();
@@ -61,7 +34,7 @@ TEST(SharedLibrary, FindsTheRuntimeInTheLib64FolderThatHoldsIt) {
 }
 
 TEST(SharedLibrary, WithoutARuntimeStubsAnswerAndTheLibraryStillWorks) {
-  Installation installation(false);
+  Installation installation(VESK_GENICAM_LIBRARY, "");
   ASSERT_NE(installation.Handle(), nullptr) << dlerror();
   installation.Function<void()>("VeskGenICamInit")();
   EXPECT_EQ(installation.Function<int()>("VHalGetNrOfBoards")(), -2130);
@@ -71,7 +44,7 @@ TEST(SharedLibrary, WithoutARuntimeStubsAnswerAndTheLibraryStillWorks) {
 }
 
 TEST(SharedLibrary, ExportsOnlyTheInterface) {
-  Installation installation(false);
+  Installation installation(VESK_GENICAM_LIBRARY, "");
   ASSERT_NE(installation.Handle(), nullptr) << dlerror();
   EXPECT_EQ(installation.Function<void()>("VeskHalOpenLibrary"), nullptr);
   EXPECT_EQ(installation.Function<void()>("_ZN4vesk6loader13LibraryLoader4OpenEPKcS3_"), nullptr);

@@ -1,0 +1,48 @@
+#ifndef VESK_SIM_CORE_CAMERA_CONTROL_H
+#define VESK_SIM_CORE_CAMERA_CONTROL_H
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace vesk::sim {
+
+enum class PortControl {
+  Power,
+  DataPathState,
+  DataPathSpeed,
+  StandardVersion,
+  LedState,
+  CameraConnections,
+  AcquisitionState,
+};
+
+// The CoaXPress camera controller of the queue-form boards: the state that the VHalCameraCtrl
+// calls set, per port, for the firmware model to act on. Safe to use from several threads.
+class CameraControl {
+ public:
+  // Nibble n names the firmware port that physical port n feeds.
+  static constexpr uint64_t kIdentityMap = 0x7654321076543210;
+
+  explicit CameraControl(unsigned ports) : ports_(ports) {}
+
+  // Every port back to 0, the map to the identity.
+  void Reset();
+  void SetPortMap(uint64_t selector);
+  uint64_t PortMap() const;
+  int Set(PortControl item, unsigned port, unsigned value);
+  int Get(PortControl item, unsigned port, unsigned& value) const;
+
+ private:
+  static constexpr size_t kItems = static_cast<size_t>(PortControl::AcquisitionState) + 1;
+  using Values = std::array<unsigned, kItems>;
+
+  mutable std::mutex mutex_;
+  std::vector<Values> ports_;
+  uint64_t portMap_ = kIdentityMap;
+};
+
+}  // namespace vesk::sim
+
+#endif

@@ -1,0 +1,148 @@
+/* Control API of the simulated board runtime, exported by its libvesk_hal.so.
+ *
+ * Tests, benchmarks and the tool use it to choose a rig, look at the boards and cameras, move
+ * cables, inject faults and read counters. It compiles as C.
+ *
+ * Threads: every function may be called from any thread. A rig cannot be replaced while a board
+ * or a design of it is open (VSIM_ERROR_BUSY); the other calls work on the rig in place.
+ *
+ * Ownership: the caller owns every buffer and structure it passes; the simulator copies what it
+ * keeps. Boards are named by their index, cameras by their position in the rig (0 first).
+ *
+ * Results: 0 or a count on success, one of the VSIM_ERROR_ codes below on failure. The board
+ * library functions of vesk_hal.h answer with the same codes. */
+#ifndef VESK_SIM_INCLUDE_VESK_SIM_H
+#define VESK_SIM_INCLUDE_VESK_SIM_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "loader/vesk_hal.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define VSIM_ERROR_INVALID_HANDLE (-3001)   /* a board or design handle that is not open */
+#define VSIM_ERROR_INVALID_ARGUMENT (-3002) /* a null pointer, a bad size, an unknown key */
+#define VSIM_ERROR_NO_SUCH_BOARD (-3003)
+#define VSIM_ERROR_NO_SUCH_PORT (-3004)
+#define VSIM_ERROR_NO_SUCH_CAMERA (-3005)
+#define VSIM_ERROR_NO_SUCH_REGISTER (-3006)
+#define VSIM_ERROR_NO_SUCH_QUEUE (-3007)
+#define VSIM_ERROR_WRONG_QUEUE_UNIT (-3008) /* a byte call on a word queue or the reverse */
+#define VSIM_ERROR_QUEUE_LOCKED (-3009)     /* the queue lock is held already */
+#define VSIM_ERROR_NOT_LOCKED (-3010)       /* released by one that does not hold it */
+#define VSIM_ERROR_NOT_SUPPORTED (-3011)    /* the board's design lacks the function */
+#define VSIM_ERROR_PORT_IN_USE (-3012)      /* a cable is there already, or the link is plugged */
+#define VSIM_ERROR_NO_CABLE (-3013)
+#define VSIM_ERROR_BUSY (-3014)
+#define VSIM_ERROR_RIG (-3015) /* the rig could not be loaded; VSimGetLastError tells why */
+
+/* ---- Rigs ----
+ * On first use the simulator loads the rig file named by $VESK_SIM_RIG, or its default rig. A
+ * rig that fails to load leaves no boards and its message in VSimGetLastError. */
+int VSimLoadRigFile(const char* path);
+/* name stands for the file in messages. */
+int VSimLoadRigText(const char* text, const char* name);
+int VSimLoadDefaultRig(void);
+/* The message of the last failed load, cut to size with a closing zero; "" when there is none.
+ * Returns the length of the whole message. */
+int VSimGetLastError(char* text, size_t size);
+
+/* ---- Boards and cameras ---- */
+typedef struct VSimBoardInfo {
+  int type;
+  int serial;
+  unsigned int ports;
+  unsigned int gigePorts;
+  char design[64];     /* the design variant of the rig, "cxp-camera-ctrl" say */
+  char designName[64]; /* what DsnGetDesignName answers */
+} VSimBoardInfo;
+
+typedef struct VSimCameraInfo {
+  char id[64];
+  char model[64]; /* the built-in model, or the XML file it serves */
+  unsigned int links;
+  unsigned int defaultLinks;
+  unsigned int defaultSpeed;
+} VSimCameraInfo;
+
+int VSimGetNrOfBoards(void);
+int VSimGetBoardInfo(int board, VSimBoardInfo* info);
+int VSimGetNrOfCameras(void);
+int VSimGetCameraInfo(int camera, VSimCameraInfo* info);
+/* The position of the camera with that id in the rig. */
+int VSimFindCamera(const char* id);
+
+/* ---- Cables ----
+ * A port holds a cable to one link of one camera, or nothing. A link is in one port at most. */
+int VSimPlug(int board, unsigned int port, int camera, unsigned int link);
+int VSimUnplug(int board, unsigned int port);
+/* VSIM_ERROR_NO_CABLE for an empty port. */
+int VSimGetCable(int board, unsigned int port, int* camera, unsigned int* link);
+
+/* ---- Faults ----
+ * The transport models consult these for every answer they give: one number drawn from a
+ * generator seeded with seed picks drop, corrupt, odd answer or delay by their chances per
+ * thousand, in that order. After silentAfter answers (when not negative) nothing is answered.
+ * Setting faults restarts the sequence, so a seed gives the same faults every time. */
+typedef struct VSimFaults {
+  uint32_t seed;
+  uint32_t dropPerMille;
+  uint32_t corruptPerMille;
+  uint32_t oddPerMille;
+  uint32_t delayPerMille;
+  uint32_t delayMs;
+  int64_t silentAfter;
+} VSimFaults;
+
+int VSimSetCameraFaults(int camera, const VSimFaults* faults);
+int VSimSetPortFaults(int board, unsigned int port, const VSimFaults* faults);
+
+/* ---- Counters ----
+ * Queue counts are in the queue's units: bytes on a byte queue, words on a word queue. */
+typedef struct VSimBoardCounters {
+  uint64_t registerReads;
+  uint64_t registerWrites;
+  uint64_t queueUnitsWritten; /* by the host */
+  uint64_t queueUnitsRead;    /* by the host */
+} VSimBoardCounters;
+
+typedef struct VSimPortCounters {
+  uint64_t packetsToCamera;
+  uint64_t packetsFromCamera;
+} VSimPortCounters;
+
+int VSimGetBoardCounters(int board, VSimBoardCounters* counters);
+int VSimGetPortCounters(int board, unsigned int port, VSimPortCounters* counters);
+/* Zeroes the counters of the board and of its ports. */
+int VSimResetCounters(int board);
+
+/* ---- Data queues, the firmware's side ----
+ * A queue whose transport has no firmware model keeps what the host writes; VSimQueueTake takes
+ * it, oldest first. VSimQueuePush gives the host something to read. Sizes are in bytes, whole
+ * units; both return the bytes moved and never block. */
+int VSimQueuePush(int board, int queue, const void* bytes, unsigned int size);
+int VSimQueueTake(int board, int queue, void* bytes, unsigned int size);
+
+/* ---- Notifications ----
+ * Hands (what, detail) to the callback of every open handle of the board that has one, on the
+ * handle's own notification thread. */
+int VSimNotify(int board, unsigned long what, unsigned long detail);
+
+/* ---- Designs, for libdsnrt.so ----
+ * The design library of the simulator is a thin layer over these. A name returned stays valid
+ * while the design is open. */
+fpga_design* VSimDesignLoad(PLdevice* device);
+int VSimDesignFree(fpga_design* design);
+const char* VSimDesignGetName(fpga_design* design);
+int VSimDesignGetRegisterByName(fpga_design* design, const char* name);
+int VSimDesignGetNrOfRegister(fpga_design* design);
+const char* VSimDesignGetRegisterName(fpga_design* design, int registerId);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,166 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "sim/core/Simulator.h"
+#include "sim/include/vesk_sim.h"
+
+namespace vesk::sim {
+namespace {
+
+using ::testing::HasSubstr;
+
+const char kRig[] = R"(<rig>
+  <board type="2656" ports="4" design="cxp-camera-ctrl"/>
+  <board type="2657" ports="2" design="clhs">
+    <faults port="1" seed="5" drop="1000"/>
+  </board>
+  <camera id="dual" speeds="3125 6250">
+    <link board="0" port="0"/>
+    <link board="0" port="1"/>
+    <faults silentAfter="0"/>
+  </camera>
+  <camera id="loose"><link/></camera>
+</rig>)";
+
+class SimulatorTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(simulator_.LoadText(kRig, "test rig"), 0); }
+
+  Simulator simulator_;
+};
+
+TEST_F(SimulatorTest, BuildsTheRigWithItsCablesAndFaults) {
+  EXPECT_EQ(simulator_.BoardCount(), 2);
+  EXPECT_EQ(simulator_.CameraCount(), 2);
+  EXPECT_EQ(simulator_.FindCamera("loose"), 1);
+  EXPECT_EQ(simulator_.FindCamera("none"), VSIM_ERROR_NO_SUCH_CAMERA);
+  std::shared_ptr<CameraUnit> dual = simulator_.CameraAt(0);
+  ASSERT_NE(dual, nullptr);
+  ASSERT_NE(dual->camera, nullptr);
+  EXPECT_EQ(dual->spec.model, Camera::ModelNames().front());
+  EXPECT_EQ(dual->faults.Next(), Fault::Silent);
+  int camera = -1;
+  unsigned link = 9;
+  EXPECT_EQ(simulator_.CableAt(0, 1, camera, link), 0);
+  EXPECT_EQ(camera, 0);
+  EXPECT_EQ(link, 1u);
+  EXPECT_EQ(simulator_.CableAt(0, 2, camera, link), VSIM_ERROR_NO_CABLE);
+  EXPECT_EQ(simulator_.BoardAt(0)->CameraStatus(1), 1);
+  EXPECT_EQ(simulator_.BoardAt(1)->PortAt(1)->Faults().Next(), Fault::Drop);
+  EXPECT_EQ(simulator_.BoardAt(2), nullptr);
+}
+
+TEST_F(SimulatorTest, PlugAndUnplugKeepOneLinkPerPortAndOnePortPerLink) {
+  EXPECT_EQ(simulator_.Plug(0, 2, 1, 0), 0);
+  EXPECT_EQ(simulator_.BoardAt(0)->CameraStatus(2), 1);
+  EXPECT_EQ(simulator_.Plug(0, 3, 1, 0), VSIM_ERROR_PORT_IN_USE);       // the link is in port 2
+  EXPECT_EQ(simulator_.Plug(0, 2, 0, 0), VSIM_ERROR_PORT_IN_USE);       // the port is taken
+  EXPECT_EQ(simulator_.Plug(0, 3, 1, 1), VSIM_ERROR_INVALID_ARGUMENT);  // one link only
+  EXPECT_EQ(simulator_.Plug(0, 4, 1, 0), VSIM_ERROR_NO_SUCH_PORT);
+  EXPECT_EQ(simulator_.Plug(2, 0, 1, 0), VSIM_ERROR_NO_SUCH_BOARD);
+  EXPECT_EQ(simulator_.Plug(0, 3, 2, 0), VSIM_ERROR_NO_SUCH_CAMERA);
+
+  EXPECT_EQ(simulator_.Unplug(0, 0), 0);
+  EXPECT_EQ(simulator_.Unplug(0, 0), VSIM_ERROR_NO_CABLE);
+  EXPECT_EQ(simulator_.BoardAt(0)->CameraStatus(0), 0);
+  EXPECT_EQ(simulator_.Plug(1, 0, 0, 0), 0);  // the unplugged link moves to another board
+  int camera = -1;
+  unsigned link = 9;
+  EXPECT_EQ(simulator_.CableAt(1, 0, camera, link), 0);
+  EXPECT_EQ(camera, 0);
+  EXPECT_EQ(link, 0u);
+}
+
+TEST_F(SimulatorTest, ARigChangesOnlyWhileNoHandleIsOpen) {
+  PLdevice* device = simulator_.OpenDevice(1);
+  ASSERT_NE(device, nullptr);
+  EXPECT_EQ(simulator_.OpenDevice(2), nullptr);
+  EXPECT_EQ(simulator_.LoadDefault(), VSIM_ERROR_BUSY);
+  fpga_design* design = simulator_.Handles().OpenDesign(device);
+  ASSERT_NE(design, nullptr);
+  EXPECT_EQ(simulator_.Handles().CloseDevice(device), 0);
+  EXPECT_EQ(simulator_.LoadDefault(), VSIM_ERROR_BUSY);  // the design is still open
+  EXPECT_EQ(simulator_.Handles().CloseDesign(design), 0);
+  EXPECT_EQ(simulator_.LoadDefault(), 0);
+  EXPECT_EQ(simulator_.BoardCount(), 7);
+}
+
+TEST_F(SimulatorTest, AFailedLoadLeavesNoBoardsAndItsReason) {
+  EXPECT_EQ(simulator_.LoadText("<rig><board/></rig>", "broken.xml"), VSIM_ERROR_RIG);
+  EXPECT_EQ(simulator_.BoardCount(), VSIM_ERROR_RIG);
+  EXPECT_EQ(simulator_.CameraCount(), 0);
+  EXPECT_THAT(simulator_.LastError(), HasSubstr("broken.xml:1: <board>: attribute 'type'"));
+  EXPECT_EQ(simulator_.LoadFile("/nonexistent/rig.xml"), VSIM_ERROR_RIG);
+  EXPECT_THAT(simulator_.LastError(), HasSubstr("'/nonexistent/rig.xml' cannot be read"));
+  EXPECT_EQ(simulator_.LoadText("<rig>\n<camera id=\"x\" xmlFile=\"/nonexistent.xml\"><link/>"
+                                "</camera></rig>",
+                                "xml.rig"),
+            VSIM_ERROR_RIG);
+  EXPECT_THAT(simulator_.LastError(), HasSubstr("xml.rig:2: <camera id=\"x\">: "));
+  EXPECT_EQ(simulator_.LoadText(kRig, "test rig"), 0);
+  EXPECT_EQ(simulator_.LastError(), "");
+  EXPECT_EQ(simulator_.BoardCount(), 2);
+}
+
+TEST_F(SimulatorTest, ClosingAHandleGivesBackItsQueueLocksAndUnknownHandlesAreRefused) {
+  PLdevice* first = simulator_.OpenDevice(0);
+  PLdevice* second = simulator_.OpenDevice(0);
+  DataQueue* queue = simulator_.BoardAt(0)->Queue(3);
+  ASSERT_NE(queue, nullptr);
+  EXPECT_EQ(queue->AcquireLock(first), 0);
+  EXPECT_EQ(queue->AcquireLock(second), VSIM_ERROR_QUEUE_LOCKED);
+  EXPECT_EQ(simulator_.Handles().CloseDevice(first), 0);
+  EXPECT_EQ(queue->AcquireLock(second), 0);
+
+  EXPECT_EQ(simulator_.Handles().CloseDevice(first), VSIM_ERROR_INVALID_HANDLE);
+  EXPECT_EQ(simulator_.Handles().BoardOf(first), nullptr);
+  int notAHandle = 0;
+  auto* bogus = reinterpret_cast<PLdevice*>(&notAHandle);
+  EXPECT_EQ(simulator_.Handles().BoardOfEither(bogus), nullptr);
+  EXPECT_EQ(simulator_.Handles().OpenDesign(bogus), nullptr);
+  EXPECT_EQ(simulator_.Handles().CloseDesign(reinterpret_cast<fpga_design*>(bogus)),
+            VSIM_ERROR_INVALID_HANDLE);
+  EXPECT_EQ(simulator_.Handles().SetCallback(bogus, nullptr, nullptr), VSIM_ERROR_INVALID_HANDLE);
+  EXPECT_EQ(simulator_.Handles().CloseDevice(second), 0);
+}
+
+int CountCall(int, unsigned long, unsigned long, unsigned long, void* calls) {
+  ++*static_cast<std::atomic<int>*>(calls);
+  return 0;
+}
+
+// Run under the thread sanitizer, this is what finds a race between the host and the tests.
+TEST_F(SimulatorTest, HandlesRegistersCablesAndNotificationsFromSeveralThreads) {
+  constexpr int kRounds = 200;
+  std::atomic<int> calls{0};
+  auto host = [&] {
+    for (int round = 0; round < kRounds; ++round) {
+      PLdevice* device = simulator_.OpenDevice(0);
+      std::shared_ptr<Board> board = simulator_.Handles().BoardOf(device);
+      ASSERT_NE(board, nullptr);
+      ASSERT_EQ(simulator_.Handles().SetCallback(device, &CountCall, &calls), 0);
+      ASSERT_EQ(board->WriteRegister(1, static_cast<uint64_t>(round)), 0);
+      uint64_t value = 0;
+      ASSERT_EQ(board->ReadRegister(1, value), 0);
+      board->Notify(1, 1);
+      ASSERT_EQ(simulator_.Handles().CloseDevice(device), 0);
+    }
+  };
+  std::thread first(host);
+  std::thread second(host);
+  for (int round = 0; round < kRounds; ++round) {
+    ASSERT_EQ(simulator_.Plug(0, 3, 1, 0), 0);
+    ASSERT_EQ(simulator_.Unplug(0, 3), 0);
+  }
+  first.join();
+  second.join();
+  EXPECT_EQ(simulator_.BoardAt(0)->Counters().registerWrites, 2u * kRounds);
+  EXPECT_LE(calls.load(), 4 * kRounds);  // a handle may close before its notification runs
+  EXPECT_TRUE(simulator_.Handles().Empty());
+}
+
+}  // namespace
+}  // namespace vesk::sim
