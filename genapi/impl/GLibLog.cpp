@@ -1,0 +1,52 @@
+#include "genapi/impl/GLibLog.h"
+
+#include <glib.h>
+#include <pthread.h>
+
+#include <cstring>
+#include <mutex>
+#include <string>
+
+#include "tools/logging/Logging.h"
+
+namespace GenApi {
+
+namespace {
+
+// Aravis logs without a domain of its own; its parser logs as "XML".
+const char* const kDomains[] = {nullptr, "XML", "GLib", "GLib-GObject"};
+
+thread_local unsigned int t_xmlParseErrors = 0;
+
+unsigned int LevelOf(GLogLevelFlags flags) {
+  if (flags & (G_LOG_LEVEL_ERROR | G_LOG_LEVEL_CRITICAL)) return 5;
+  if (flags & G_LOG_LEVEL_WARNING) return 4;
+  if (flags & (G_LOG_LEVEL_MESSAGE | G_LOG_LEVEL_INFO)) return 3;
+  return 1;
+}
+
+void Forward(const gchar* domain, GLogLevelFlags flags, const gchar* message, gpointer) {
+  vesk::tools::logging::Logger* logger =
+      vesk::tools::logging::Logging::GetLogger("vesk.genicam.lib");
+  const unsigned int level = LevelOf(flags);
+  if (level == 5 && domain && std::strcmp(domain, "XML") == 0) ++t_xmlParseErrors;
+  if (!logger->IsEnabled(level)) return;
+  const std::string line = "thread-id=" + std::to_string(static_cast<uint64_t>(pthread_self())) +
+                           "|" + (domain ? domain : "Aravis") + ": " + (message ? message : "");
+  logger->Write(level, line.c_str());
+}
+
+}  // namespace
+
+unsigned int XmlParseErrors() { return t_xmlParseErrors; }
+
+void RouteGLibLogs() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    const auto levels =
+        static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION);
+    for (const char* domain : kDomains) g_log_set_handler(domain, levels, Forward, nullptr);
+  });
+}
+
+}  // namespace GenApi
