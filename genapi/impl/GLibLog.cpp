@@ -31,8 +31,13 @@ void Forward(const gchar* domain, GLogLevelFlags flags, const gchar* message, gp
   const unsigned int level = LevelOf(flags);
   if (level == 5 && domain && std::strcmp(domain, "XML") == 0) ++t_xmlParseErrors;
   if (!logger->IsEnabled(level)) return;
-  const std::string line = "thread-id=" + std::to_string(static_cast<uint64_t>(pthread_self())) +
-                           "|" + (domain ? domain : "Aravis") + ": " + (message ? message : "");
+  std::string line = "thread-id=" + std::to_string(static_cast<uint64_t>(pthread_self())) + "|" +
+                     (domain ? domain : "Aravis") + ": " + (message ? message : "");
+  // The parser's messages end in line feeds; a log line is one line.
+  line.erase(line.find_last_not_of(" \n") + 1);
+  for (char& c : line) {
+    if (c == '\n') c = ' ';
+  }
   logger->Write(level, line.c_str());
 }
 

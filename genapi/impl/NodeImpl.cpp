@@ -79,6 +79,17 @@ void ReadRegister(ArvGcFeatureNode* node, GError** error) {
   }
 }
 
+// Tells Aravis's invalidators of a register that its value is new, so that Aravis does not read
+// it once more for a change that the refresh already took in.
+void SyncInvalidators(ArvDomNode* element) {
+  for (ArvDomNode* child = arv_dom_node_get_first_child(element); child;
+       child = arv_dom_node_get_next_sibling(child)) {
+    if (ARV_IS_GC_INVALIDATOR_NODE(child)) {
+      arv_gc_invalidator_has_changed(ARV_GC_INVALIDATOR_NODE(child));
+    }
+  }
+}
+
 }  // namespace
 
 CNodeImpl::CNodeImpl(CNodeMapImpl& map, ArvGcFeatureNode* node, std::string name,
@@ -337,6 +348,11 @@ bool CNodeImpl::Refresh(const CNodeImpl& requester) {
     CacheBypass bypass(map_.Genicam(), true);
     try {
       requester.Invoke([&](GError** error) { ReadRegister(node_, error); });
+      ArvDomNode* element = ARV_DOM_NODE(node_);
+      SyncInvalidators(element);
+      // A struct entry lives in the register of its parent element.
+      ArvDomNode* parent = arv_dom_node_get_parent_node(element);
+      if (ARV_IS_GC_REGISTER_NODE(parent)) SyncInvalidators(parent);
     } catch (...) {
       // The register stays stale and the requester reads without the cache; a failure that
       // matters shows there.

@@ -92,6 +92,20 @@ std::unique_ptr<CNodeImpl> MakeNode(CNodeMapImpl& map, ArvGcFeatureNode* node,
   return std::make_unique<CNodeImpl>(map, node, name, intfIBase);
 }
 
+// The text with its comments cut out, for a search that must not find commented elements.
+std::string WithoutComments(const std::string& xml) {
+  std::string text;
+  size_t from = 0;
+  for (size_t start = xml.find("<!--"); start != std::string::npos;
+       start = xml.find("<!--", from)) {
+    text.append(xml, from, start - from);
+    const size_t end = xml.find("-->", start);
+    if (end == std::string::npos) return text;
+    from = end + 3;
+  }
+  return text.append(xml, from, std::string::npos);
+}
+
 LinkKind KindOf(ArvGcPropertyNodeType type) {
   switch (type) {
     case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE:
@@ -244,7 +258,8 @@ void CNodeMapImpl::LinkProperties(CNodeImpl& node, ArvDomNode* element) {
 
 // Aravis takes a missing NameSpace attribute for "Standard", where GenICam's default is
 // "Custom"; so the attribute is looked up in the text. Entries keep the default.
-void CNodeMapImpl::MarkStandardNames(const std::string& xml) {
+void CNodeMapImpl::MarkStandardNames(const std::string& description) {
+  const std::string xml = WithoutComments(description);
   static const std::string kStandard = "NameSpace=\"Standard\"";
   static const std::string kName = "Name=\"";
   for (size_t at = xml.find(kStandard); at != std::string::npos;

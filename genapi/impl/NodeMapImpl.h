@@ -50,7 +50,7 @@ class CNodeMapImpl : public INodeMap, public IDestroy {
   void AddEnumEntry(ArvGcFeatureNode* node, const char* symbolic);
   CNodeImpl* Add(std::unique_ptr<CNodeImpl> node, const std::string& name);
   void LinkProperties(CNodeImpl& node, ArvDomNode* element);
-  void MarkStandardNames(const std::string& xml);
+  void MarkStandardNames(const std::string& description);
   // Every node, for a whole-map invalidation.
   std::vector<CNodeImpl*> AllNodes() const;
 
