@@ -13,13 +13,12 @@ using GenICam::gcstring_vector;
 
 // What a node allows now. The numbers are GenApi's.
 enum EAccessMode {
-  NI = 0,                   // not implemented
-  NA = 1,                   // not available
-  WO = 2,                   // write only
-  RO = 3,                   // read only
-  RW = 4,                   // read and write
-  _UndefinedAccesMode = 5,  // sic: GenApi's own spelling
-  _CycleDetectAccesMode = 6
+  NI = 0,                  // not implemented
+  NA = 1,                  // not available
+  WO = 2,                  // write only
+  RO = 3,                  // read only
+  RW = 4,                  // read and write
+  _UndefinedAccesMode = 5  // sic: GenApi's own spelling
 };
 
 // The principal interface of a node. The numbers are GenApi's.

@@ -4,7 +4,6 @@
 #include <pthread.h>
 
 #include <cstring>
-#include <mutex>
 #include <string>
 
 #include "tools/logging/Logging.h"
@@ -15,6 +14,7 @@ namespace {
 
 // Aravis logs without a domain of its own; its parser logs as "XML".
 const char* const kDomains[] = {nullptr, "XML", "GLib", "GLib-GObject"};
+constexpr size_t kDomainCount = sizeof(kDomains) / sizeof(kDomains[0]);
 
 thread_local unsigned int t_xmlParseErrors = 0;
 
@@ -41,17 +41,31 @@ void Forward(const gchar* domain, GLogLevelFlags flags, const gchar* message, gp
   logger->Write(level, line.c_str());
 }
 
+// The handlers, removed again when this library goes, so that GLib never calls into code that
+// is no longer loaded.
+class Handlers {
+ public:
+  Handlers() {
+    const auto levels =
+        static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION);
+    for (size_t i = 0; i < kDomainCount; ++i) {
+      ids_[i] = g_log_set_handler(kDomains[i], levels, Forward, nullptr);
+    }
+  }
+  ~Handlers() {
+    for (size_t i = 0; i < kDomainCount; ++i) g_log_remove_handler(kDomains[i], ids_[i]);
+  }
+  Handlers(const Handlers&) = delete;
+  Handlers& operator=(const Handlers&) = delete;
+
+ private:
+  guint ids_[kDomainCount] = {};
+};
+
 }  // namespace
 
 unsigned int XmlParseErrors() { return t_xmlParseErrors; }
 
-void RouteGLibLogs() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    const auto levels =
-        static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION);
-    for (const char* domain : kDomains) g_log_set_handler(domain, levels, Forward, nullptr);
-  });
-}
+void RouteGLibLogs() { static Handlers handlers; }
 
 }  // namespace GenApi

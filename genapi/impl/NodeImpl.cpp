@@ -158,6 +158,7 @@ gcstring CNodeImpl::GetDisplayName() const {
 INodeMap* CNodeImpl::GetNodeMap() const { return &map_; }
 
 void CNodeImpl::GetChildren(NodeList_t& children, ELinkType linkType) const {
+  std::lock_guard<std::recursive_mutex> lock(map_.Mutex());
   std::vector<CNodeImpl*> nodes;
   switch (linkType) {
     case ctParentNodes:

@@ -1,8 +1,7 @@
 #include "genapi/impl/PortDevice.h"
 
 #include <arv.h>
-
-#include <cstring>
+#include <dlfcn.h>
 
 namespace {
 
@@ -75,9 +74,19 @@ gboolean WriteRegister(ArvDevice* device, guint64 address, guint32 value, GError
 
 ArvGc* GetGenicam(ArvDevice* device) { return VESK_PORT_DEVICE(device)->genicam; }
 
+// GLib keeps a registered type, with pointers into this code, for the life of the process; so
+// the code stays loaded as long, even when the application unloads the library.
+void KeepLoaded() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<void*>(&KeepLoaded), &info) && info.dli_fname) {
+    dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+  }
+}
+
 void vesk_port_device_init(VeskPortDevice*) {}
 
 void vesk_port_device_class_init(VeskPortDeviceClass* deviceClass) {
+  KeepLoaded();
   ArvDeviceClass* parent = ARV_DEVICE_CLASS(deviceClass);
   parent->read_memory = ReadMemory;
   parent->write_memory = WriteMemory;

@@ -53,18 +53,13 @@ void CRegisterNode::FromString(const gcstring& value, bool verify) {
   if (digits.size() >= 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
     digits.erase(0, 2);
   }
+  if (digits.size() % 2 != 0 ||
+      digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    throw VESK_NODE_EXCEPTION(InvalidArgumentException, "'" + value.str() + "' is no hex text");
+  }
   std::vector<uint8_t> bytes;
   for (size_t i = 0; i < digits.size(); i += 2) {
-    size_t used = 0;
-    int byte = -1;
-    try {
-      byte = std::stoi(digits.substr(i, 2), &used, 16);
-    } catch (const std::exception&) {
-    }
-    if (byte < 0 || used != 2) {
-      throw VESK_NODE_EXCEPTION(InvalidArgumentException, "'" + value.str() + "' is no hex text");
-    }
-    bytes.push_back(static_cast<uint8_t>(byte));
+    bytes.push_back(static_cast<uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
   }
   Set(bytes.data(), static_cast<int64_t>(bytes.size()), verify);
 }

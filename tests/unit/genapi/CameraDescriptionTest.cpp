@@ -324,5 +324,22 @@ TEST(MalformedDescription, IsRefusedAndTheParserIsHeardInTheLogOnly) {
   EXPECT_EQ(map._Ptr, nullptr);
 }
 
+TEST(GLibLog, WarningsOfAravisGoToTheLibraryLoggerAtLevelFour) {
+  CapturedLog::SetDefaultLevel(1);
+  CapturedLog::SetAllLevels(1);
+  CNodeMapRef map;
+  map._LoadXMLFromString(FakeCameraXml());
+  CapturedLog::Take();
+  ::testing::internal::CaptureStderr();
+  // Aravis logs in GLib's default domain.
+  g_log(nullptr, G_LOG_LEVEL_WARNING, "register %d\nnot answered", 7);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  const std::vector<CapturedLine> lines = CapturedLog::Take();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].level, 4u);
+  EXPECT_NE(lines[0].text.find("|Aravis: register 7 not answered"), std::string::npos)
+      << lines[0].text;
+}
+
 }  // namespace
 }  // namespace vesk::test
