@@ -1,0 +1,43 @@
+#include "genapi/NodeMapFactory.h"
+
+#include <fstream>
+#include <sstream>
+
+#include "genapi/GCException.h"
+#include "genapi/impl/NodeMapImpl.h"
+
+namespace GenApi {
+
+CNodeMapFactory::CNodeMapFactory(ECameraDescriptionContentType contentType,
+                                 const gcstring& fileName) {
+  CheckContentType(contentType);
+  std::ifstream file(fileName.c_str(), std::ios::binary);
+  if (!file) throw RUNTIME_EXCEPTION("Cannot open the camera description '%s'", fileName.c_str());
+  std::ostringstream text;
+  text << file.rdbuf();
+  xml_ = text.str();
+}
+
+CNodeMapFactory::CNodeMapFactory(ECameraDescriptionContentType contentType, const void* data,
+                                 size_t size) {
+  CheckContentType(contentType);
+  if (!data && size) throw INVALID_ARGUMENT_EXCEPTION("Camera description data is null");
+  if (data) xml_.assign(static_cast<const char*>(data), size);
+}
+
+INodeMap* CNodeMapFactory::CreateNodeMap(const gcstring& deviceName,
+                                         bool releaseCameraDescriptionData) {
+  auto* nodeMap = new CNodeMapImpl(xml_, deviceName);
+  if (releaseCameraDescriptionData) ReleaseCameraDescriptionFileData();
+  return nodeMap;
+}
+
+void CNodeMapFactory::ReleaseCameraDescriptionFileData() { std::string().swap(xml_); }
+
+void CNodeMapFactory::CheckContentType(ECameraDescriptionContentType contentType) const {
+  if (contentType == ContentType_ZippedXml) {
+    throw RUNTIME_EXCEPTION("Zipped camera descriptions are not read here; unpack them first");
+  }
+}
+
+}  // namespace GenApi
