@@ -7,6 +7,8 @@
 #ifndef VESK_GENICAM_IMPL_VESK_GENICAM_H
 #define VESK_GENICAM_IMPL_VESK_GENICAM_H
 
+#include <stdint.h>
+
 #include "loader/vesk_hal.h"
 
 #ifdef __cplusplus
@@ -23,6 +25,57 @@ extern "C" {
 typedef struct MloBoardHandle MloBoardHandle;
 /* A camera found on a board. */
 typedef struct MloCameraHandle MloCameraHandle;
+
+/* The identity strings of a camera as Mlo_getCameraInfo hands them out. The texts belong to the
+ * library and stay valid until the next Mlo_updateCameraInfos of the camera; a text the camera
+ * did not give is NULL. */
+typedef struct MloCameraInfo {
+  const char* vendorName;
+  const char* modelName;
+  const char* familyName;
+  const char* version;
+  const char* firmwareVersion;
+  const char* manufacturerInfo;
+  const char* serialNumber;
+  const char* userId;
+} MloCameraInfo;
+
+/* Event numbers of MloEventInfo.type. */
+#define MLO_EVENT_PORTS_CONNECTED 101
+#define MLO_EVENT_PORTS_LOST 200
+#define MLO_EVENT_CAMERA_ADDED 250
+#define MLO_EVENT_CAMERA_LOST 251
+#define MLO_EVENT_EXTENSION_LINK_DELTA 252
+
+/* The record a callback gets; packed, 46 bytes. The record and the arrays belong to the sender
+ * and live only during the callback: copy what you keep. */
+#pragma pack(push, 1)
+typedef struct MloEventInfo {
+  uint16_t type;
+  /* A mask of ports for 101 and 200, the camera's master ID for 250 to 252. */
+  uint32_t port;
+  /* The camera's properties for 250 to 252: names and values, as many as the counts say. */
+  uint32_t intCount;
+  char** intKeys;
+  uint32_t* intValues;
+  uint32_t stringCount;
+  char** stringKeys;
+  char** stringValues;
+} MloEventInfo;
+#pragma pack(pop)
+
+#ifdef __cplusplus
+static_assert(sizeof(MloEventInfo) == 46, "applications are built against a 46-byte MloEventInfo");
+#else
+_Static_assert(sizeof(MloEventInfo) == 46, "applications are built against a 46-byte MloEventInfo");
+#endif
+
+/* Event callback of Mlo_RegisterEventCallback; the camera is always NULL. */
+typedef int (*MloEventCallback)(MloBoardHandle* board, MloCameraHandle* camera,
+                                const MloEventInfo* info, const void* user);
+/* Event callback of Mlo_registerBoardEventCallback. Runs on a thread of the library, one event
+ * of a board at a time; its result is not used. */
+typedef int (*MloBoardEventCallback)(MloBoardHandle* board, const MloEventInfo* info, void* user);
 
 /* Adds a user of the library and loads the board and design libraries. Optional: every function
  * also works without it. Each call needs one VeskGenICamDeinit. */

@@ -1,8 +1,19 @@
 /* The public header must serve a C program on its own. */
+#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
 #include "vesk_genicam/impl/vesk_genicam.h"
+
+/* The event record's layout is what applications are compiled against. */
+_Static_assert(offsetof(MloEventInfo, port) == 2, "port");
+_Static_assert(offsetof(MloEventInfo, intCount) == 6, "intCount");
+_Static_assert(offsetof(MloEventInfo, intKeys) == 10, "intKeys");
+_Static_assert(offsetof(MloEventInfo, intValues) == 18, "intValues");
+_Static_assert(offsetof(MloEventInfo, stringCount) == 26, "stringCount");
+_Static_assert(offsetof(MloEventInfo, stringKeys) == 30, "stringKeys");
+_Static_assert(offsetof(MloEventInfo, stringValues) == 38, "stringValues");
+_Static_assert(sizeof(MloCameraInfo) == 8 * sizeof(const char*), "eight strings");
 
 int main(void) {
   MloBoardHandle* board = NULL;
