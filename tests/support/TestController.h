@@ -88,7 +88,7 @@ class TestController : public IControllerInterface {
     port.portType = link == 0 ? PortTypeMaster : PortTypeExtension;
     port.logicPort = camera << 16 | link;
     port.logicPLPort = (camera + 10) << 16 | link;
-    port.portPL = index + 20;
+    port.portPL = 3 - index % 4;
     port.speed = 6250;
   }
   void Free(unsigned int index) {

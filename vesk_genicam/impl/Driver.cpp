@@ -1,0 +1,359 @@
+#include "vesk_genicam/impl/Driver.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <iterator>
+#include <new>
+
+#include "templates/platform/RecursiveMutexGuard.h"
+#include "tools/logging/Logging.h"
+
+using vesk::templates::platform::RecursiveMutexGuard;
+
+namespace {
+
+constexpr unsigned int kFlagRefreshOnly = 0x20;
+constexpr unsigned int kFlagKeepRemoved = 0x40;
+constexpr unsigned int kTypeInteger = 1;
+
+constexpr int kClhsBoardTypes[] = {1874, 1880, 2642, 2645, 2649, 2657, 2658};
+constexpr int kCxpBoardTypes[] = {1875, 1877, 1878, 1879, 2641, 2643, 2644, 2646, 2647,
+                                  2656, 2660, 2661, 2915, 2916, 2917, 2918, 2920};
+constexpr int kClBoardTypes[] = {1872, 1873, 1876, 1881,  2624,  2625,  2626,  2627,  2628,
+                                 2629, 2648, 2650, 29968, 29969, 30016, 30017, 30097, 30101};
+constexpr int kGbeBoardTypes[] = {2662, 2663, 2897, 2898, 2899, 2913, 3650, 3652};
+
+template <size_t N>
+bool Contains(const int (&types)[N], int type) {
+  return std::find(std::begin(types), std::end(types), type) != std::end(types);
+}
+
+uint32_t CameraNumber(IPortInterface* port) { return port->GetLogicPort() >> 16; }
+
+}  // namespace
+
+CDriver::~CDriver() {
+  delete monitoringThread_;
+  for (auto& entry : cameras_) delete entry.second;
+  for (CCameraInterface* camera : removedCameras_) delete camera;
+  delete controller_;
+  cameras_.clear();
+  removedCameras_.clear();
+}
+
+vesk::tools::logging::Logger* CDriver::GetLogger() {
+  if (!logger_) logger_ = vesk::tools::logging::Logging::GetLogger("vesk.genicam.MLOInterface");
+  return logger_;
+}
+
+void CDriver::Log(unsigned int level, const char* text, const char* detail) {
+  vesk::tools::logging::Logger* logger = GetLogger();
+  if (!logger->IsEnabled(level)) return;
+  const std::string line =
+      "thread-id=" + std::to_string(static_cast<uint64_t>(pthread_self())) + "|" + text + detail;
+  logger->Write(level, line.c_str());
+}
+
+CDriver::EControllerKind CDriver::ControllerKindOf(int boardType) {
+  if (Contains(kClhsBoardTypes, boardType)) return ControllerClhs;
+  if (Contains(kCxpBoardTypes, boardType)) return ControllerCxp;
+  if (Contains(kClBoardTypes, boardType)) return ControllerCl;
+  if (Contains(kGbeBoardTypes, boardType)) return ControllerGbe;
+  return ControllerNone;
+}
+
+// No transport controller is part of the library yet: every board type is unsupported.
+IControllerInterface* CDriver::CreateController(EControllerKind, Fg_Struct_s*, bool) {
+  return nullptr;
+}
+
+int CDriver::Init(Fg_Struct_s* board, bool flag) {
+  if (!board) return -1991;
+  try {
+    return StartController(board, flag);
+  } catch (const std::bad_alloc&) {
+    Log(5, "Failed to initialise camera interface: Out of memory", "");
+    return -1018;
+  } catch (const std::exception& error) {
+    Log(5, "Failed to initialise camera interface: ", error.what());
+    return -40018;
+  } catch (...) {
+    Log(5, "Failed to initialise camera interface: Unknown error", "");
+    return -1998;
+  }
+}
+
+int CDriver::StartController(Fg_Struct_s* board, bool flag) {
+  const EControllerKind kind = ControllerKindOf(VHalGetBoardInfoInt(board->device, "board/type"));
+  if (kind != ControllerNone) controller_ = createController_(kind, board, flag);
+  if (!controller_) return -1011;
+  controller_->ResetMultiplexer();
+  controller_->Init();
+  controller_->SetCallBackFnct(CDriver::CtrlCallbackHandler, this);
+  monitoringThread_ = new CDriverMonitoringThread(this);
+  // Without the thread the board works all the same; it only misses the ticks.
+  monitoringThread_->Start();
+  return 0;
+}
+
+int CDriver::Discovery(unsigned int portMask, unsigned int speed, unsigned int timeoutMs,
+                       unsigned int flags) {
+  if (!controller_) return -1017;
+  if (flags & kFlagRefreshOnly) {
+    UpdateDiscoveryInformation(false);
+    return 0;
+  }
+  RecursiveMutexGuard guard(&cameraLock_);
+  const int code = controller_->Discovery(portMask, speed, timeoutMs, flags, this);
+  // A layout that does not match and an empty bus are results of a finished discovery.
+  if (code == 0 || code == -1206 || code == -1210) {
+    UpdateDiscoveryInformation(!(flags & kFlagKeepRemoved));
+  }
+  return code;
+}
+
+void CDriver::UpdateDiscoveryInformation(bool deleteRemoved) {
+  RecursiveMutexGuard guard(&cameraLock_);
+  const uint32_t portCount = GetNrOfPorts();
+  for (unsigned int i = 0; i < portCount; ++i) {
+    IPortInterface* port = controller_->GetPort(i);
+    if (!port) continue;
+    const bool master = port->GetPortType() == PortTypeMaster;
+    const auto found = cameras_.find(port);
+    CCameraInterface* camera = nullptr;
+    if (found != cameras_.end()) {
+      if (!master) {
+        removedCameras_.insert(found->second);
+        cameras_.erase(found);
+        continue;
+      }
+      camera = found->second;
+    } else {
+      if (!master) continue;
+      camera = new CCameraInterface(port, controller_);
+      cameras_[port] = camera;
+    }
+    RefreshLinks(camera, port);
+  }
+  if (!deleteRemoved) return;
+  for (CCameraInterface* camera : removedCameras_) delete camera;
+  removedCameras_.clear();
+}
+
+void CDriver::RefreshLinks(CCameraInterface* camera, IPortInterface* master) {
+  const uint32_t cameraNumber = CameraNumber(master);
+  const uint32_t portCount = GetNrOfPorts();
+  unsigned int count = 0;
+  for (unsigned int i = 0; i < portCount; ++i) {
+    IPortInterface* port = controller_->GetPort(i);
+    if (!port || CameraNumber(port) != cameraNumber) continue;
+    const unsigned int link = port->GetLogicPort() & 0xffff;
+    const uint32_t plPort = port->GetLogicPLPort();
+    // A link index beyond the table is refused by the setters and so ignored.
+    camera->SetLinkPlPort(link, port->GetPortPL());
+    camera->SetLinkPlMasterId(link, plPort >> 16);
+    camera->SetLinkPlExtensionId(link, plPort & 0xffff);
+    camera->SetLinkFrameGrabberPort(link, port->GetPortId());
+    ++count;
+  }
+  camera->SetNrOfLinks(count);
+}
+
+CCameraInterface* CDriver::GetCamera(unsigned int index) {
+  RecursiveMutexGuard guard(&cameraLock_);
+  if (index >= cameras_.size()) return nullptr;
+  return std::next(cameras_.begin(), index)->second;
+}
+
+CCameraInterface* CDriver::GetCameraByGrabberPort(unsigned int port) {
+  RecursiveMutexGuard guard(&cameraLock_);
+  for (auto& entry : cameras_) {
+    for (unsigned int link = 0; link < CCameraInterface::kMaxLinks; ++link) {
+      unsigned int grabberPort = 0;
+      if (entry.second->GetLinkFrameGrabberPort(link, grabberPort) == 0 && grabberPort == port) {
+        return entry.second;
+      }
+    }
+  }
+  return nullptr;
+}
+
+CCameraInterface* CDriver::GetCameraByCameraMaster(unsigned int masterId) {
+  RecursiveMutexGuard guard(&cameraLock_);
+  for (auto& entry : cameras_) {
+    if (CameraNumber(entry.first) == masterId) return entry.second;
+  }
+  return nullptr;
+}
+
+uint32_t CDriver::GetNrOfCameras() {
+  RecursiveMutexGuard guard(&cameraLock_);
+  return static_cast<uint32_t>(cameras_.size());
+}
+
+// Every camera in the table counts, also while its cable is pulled.
+uint32_t CDriver::GetNrOfConnectedCameras() { return GetNrOfCameras(); }
+
+uint32_t CDriver::GetNrOfPorts() { return controller_ ? controller_->GetNrOfPorts() : 0; }
+
+IPortInterface* CDriver::GetPort(unsigned int index) {
+  return controller_ ? controller_->GetPort(index) : nullptr;
+}
+
+int CDriver::SwitchDiscoverySelector(uint64_t selector) {
+  return controller_ ? controller_->SwitchDiscoverySelector(selector) : -1017;
+}
+
+uint64_t CDriver::GetDiscoverySelector() {
+  return controller_ ? controller_->GetDiscoverySelector() : 0;
+}
+
+int CDriver::ReadPacket(unsigned int port, unsigned int address, unsigned char* data,
+                        unsigned int length, unsigned int timeoutMs) {
+  IPortInterface* target = GetPort(port);
+  if (!target) return -1017;
+  if (!target->IsConnected()) return -1211;
+  return target->ReadPacket(address, data, length, timeoutMs);
+}
+
+int CDriver::WritePacket(unsigned int port, unsigned int address, unsigned char* data,
+                         unsigned int length, unsigned int timeoutMs) {
+  IPortInterface* target = GetPort(port);
+  if (!target) return -1017;
+  if (!target->IsConnected()) return -1211;
+  return target->WritePacket(address, data, length, timeoutMs);
+}
+
+int CDriver::PowerSwitchExt(unsigned int portMask, unsigned int command) {
+  if (!controller_) return 0;
+  switch (command) {
+    case 0:
+      controller_->DisablePowerOverFramegrabber(portMask);
+      break;
+    case 1:
+      controller_->EnablePowerOverFramegrabber(portMask);
+      break;
+    case 2:
+      controller_->DisablePowerOverFramegrabber(portMask);
+      usleep(1000000);
+      controller_->EnablePowerOverFramegrabber(portMask);
+      break;
+    default:
+      break;
+  }
+  return 0;
+}
+
+int CDriver::GetProperty(char* name, void* value, unsigned int type, void* index) {
+  if (controller_) {
+    const int code = controller_->GetProperty(name, value, type, index);
+    if (code != -2000) return code;
+  }
+  const bool cameras = std::strcmp(name, "NrOfCameras") == 0;
+  const bool locked = std::strcmp(name, "TransceiversLockedMask") == 0;
+  const bool ports = std::strcmp(name, "NrOfPorts") == 0;
+  if (!cameras && !locked && !ports) return -2000;
+  if (!value) return -1017;
+  if (type != kTypeInteger) return -1990;
+  uint32_t& result = *static_cast<uint32_t*>(value);
+  if (cameras) {
+    result = static_cast<uint32_t>(cameras_.size());
+  } else if (ports) {
+    result = GetNrOfPorts();
+  } else {
+    uint32_t mask = 0;
+    const uint32_t portCount = GetNrOfPorts();
+    for (unsigned int i = 0; i < portCount; ++i) {
+      IPortInterface* port = GetPort(i);
+      // Ports from 32 on wrap onto the low bits.
+      if (port && port->IsTransceiverSynchronized()) mask |= 1u << (i % 32);
+    }
+    result = mask;
+  }
+  return 0;
+}
+
+int CDriver::SetProperty(char* name, void* value, unsigned int type, void* index) {
+  return controller_ ? controller_->SetProperty(name, value, type, index) : -2000;
+}
+
+int CDriver::SetEventCallback(MloEventCallback callback, const void* user) {
+  RecursiveMutexGuard guard(&eventLock_);
+  eventCallback_ = callback;
+  boardEventCallback_ = EventHandlerWrapper;
+  eventUserData_ = const_cast<void*>(user);
+  return 0;
+}
+
+int CDriver::SetBoardEventCallback(MloBoardEventCallback callback, void* user) {
+  RecursiveMutexGuard guard(&eventLock_);
+  eventCallback_ = nullptr;
+  boardEventCallback_ = callback;
+  eventUserData_ = user;
+  return 0;
+}
+
+int CDriver::notifyEvent(MloEventInfo* info) {
+  RecursiveMutexGuard guard(&eventLock_);
+  if (!boardEventCallback_) return -1016;
+  try {
+    return boardEventCallback_(reinterpret_cast<MloBoardHandle*>(this), info, eventUserData_);
+  } catch (...) {
+    return -1999;
+  }
+}
+
+void CDriver::CtrlCallbackHandler(unsigned int event, unsigned int ports, void* driver) {
+  if (!driver) return;
+  // Events other than these two go out with an empty record.
+  MloEventInfo info{};
+  if (event == ControllerEventPortsConnected) {
+    info.type = MLO_EVENT_PORTS_CONNECTED;
+    info.port = ports;
+  } else if (event == ControllerEventPortsLost) {
+    info.type = MLO_EVENT_PORTS_LOST;
+    info.port = ports;
+  }
+  static_cast<CDriver*>(driver)->notifyEvent(&info);
+}
+
+// Runs inside notifyEvent, under the board's eventLock_.
+int CDriver::EventHandlerWrapper(MloBoardHandle* board, const MloEventInfo* info, void* user) {
+  MloEventCallback callback = reinterpret_cast<CDriver*>(board)->eventCallback_;
+  if (!callback) return -1016;
+  return callback(board, nullptr, info, user);
+}
+
+int CDriver::StoreLowLevelLinkProfile(char* path) {
+  if (!controller_) return -1001;
+  FILE* file = std::fopen(path, "w");
+  if (!file) return -1006;
+  std::fprintf(file, "# low level link profile v1.0\n");
+  std::fprintf(file, "mux=0x%llx\n", static_cast<unsigned long long>(GetDiscoverySelector()));
+  const uint32_t portCount = GetNrOfPorts();
+  for (unsigned int i = 0; i < portCount; ++i) {
+    IPortInterface* port = GetPort(i);
+    const uint32_t plPort = port ? port->GetLogicPLPort() : 0xFFFFFFFF;
+    std::fprintf(file, "pl_%u=%d,%d\n", i, static_cast<int16_t>(plPort >> 16),
+                 static_cast<int16_t>(plPort & 0xffff));
+  }
+  for (unsigned int i = 0; i < portCount; ++i) {
+    IPortInterface* port = GetPort(i);
+    std::fprintf(file, "speed_%u=%d\n", i, port ? static_cast<int32_t>(port->GetSpeed()) : -1);
+  }
+  std::fclose(file);
+  return 0;
+}
+
+int CDriver::RestoreLowLevelLinkProfile(char* path) {
+  if (!controller_) return -1001;
+  FILE* file = std::fopen(path, "r");
+  if (!file) return -1006;
+  std::fclose(file);
+  return -1991;
+}

@@ -1,0 +1,112 @@
+#ifndef VESK_GENICAM_IMPL_DRIVER_H
+#define VESK_GENICAM_IMPL_DRIVER_H
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "templates/platform/RecursiveMutex.h"
+#include "vesk_genicam/impl/CameraInterface.h"
+#include "vesk_genicam/impl/DriverMonitoringThread.h"
+#include "vesk_genicam/impl/IControllerInterface.h"
+#include "vesk_genicam/impl/IMonitorInterface.h"
+#include "vesk_genicam/impl/vesk_genicam.h"
+
+// The board object, the thing an MloBoardHandle points to: the one transport controller of the
+// board, the cameras over its master ports, discovery, and the events from the controller to
+// the application. cameraLock_ comes before eventLock_ where both are needed.
+class CDriver : public IMonitorInterface {
+ public:
+  // The transport a board type asks for.
+  enum EControllerKind {
+    ControllerNone,
+    ControllerClhs,
+    ControllerCxp,
+    ControllerCl,
+    ControllerGbe
+  };
+  static EControllerKind ControllerKindOf(int boardType);
+
+  // Makes the controller of a supported board; null where there is none. The driver owns it.
+  using ControllerFactory =
+      std::function<IControllerInterface*(EControllerKind kind, Fg_Struct_s* board, bool flag)>;
+
+  CDriver() : CDriver(&CDriver::CreateController) {}
+  // Tests bring their own transport through the factory.
+  explicit CDriver(ControllerFactory createController)
+      : createController_(std::move(createController)) {}
+  ~CDriver() override;
+  CDriver(const CDriver&) = delete;
+  CDriver& operator=(const CDriver&) = delete;
+
+  // flag reaches the Camera Link HS controller only.
+  int Init(Fg_Struct_s* board, bool flag);
+  // flags 0x20: only refresh the camera table from the ports; 0x40: keep vanished cameras.
+  int Discovery(unsigned int portMask, unsigned int speed, unsigned int timeoutMs,
+                unsigned int flags);
+  // Makes a camera for each new master port and retires those whose port is none any more.
+  void UpdateDiscoveryInformation(bool deleteRemoved);
+
+  CCameraInterface* GetCamera(unsigned int index);
+  // The camera with a link, master or extension, on this physical port.
+  CCameraInterface* GetCameraByGrabberPort(unsigned int port);
+  CCameraInterface* GetCameraByCameraMaster(unsigned int masterId);
+  uint32_t GetNrOfCameras() override;
+  uint32_t GetNrOfConnectedCameras() override;
+  uint32_t GetNrOfPorts();
+  IPortInterface* GetPort(unsigned int index);
+  int SwitchDiscoverySelector(uint64_t selector);
+  uint64_t GetDiscoverySelector();
+
+  int ReadPacket(unsigned int port, unsigned int address, unsigned char* data, unsigned int length,
+                 unsigned int timeoutMs) override;
+  int WritePacket(unsigned int port, unsigned int address, unsigned char* data, unsigned int length,
+                  unsigned int timeoutMs) override;
+  // command 0 off, 1 on, 2 a power cycle.
+  int PowerSwitchExt(unsigned int portMask, unsigned int command);
+
+  int GetProperty(char* name, void* value, unsigned int type, void* index);
+  int SetProperty(char* name, void* value, unsigned int type, void* index);
+
+  // A later registration of either form replaces the earlier one; null unregisters.
+  int SetEventCallback(MloEventCallback callback, const void* user);
+  int SetBoardEventCallback(MloBoardEventCallback callback, void* user);
+  // Hands the event to the registered callback, one at a time per board.
+  int notifyEvent(MloEventInfo* info);
+  // The controller's callback; driver is the CDriver.
+  static void CtrlCallbackHandler(unsigned int event, unsigned int ports, void* driver);
+  // Calls the older form of callback, which never names a camera.
+  static int EventHandlerWrapper(MloBoardHandle* board, const MloEventInfo* info, void* user);
+
+  int StoreLowLevelLinkProfile(char* path);
+  // Not finished: checks its arguments and the file, and never changes the board.
+  int RestoreLowLevelLinkProfile(char* path);
+
+  void DoAsyncMonitoring() override {}
+  vesk::tools::logging::Logger* GetLogger() override;
+
+ private:
+  // The library's transports.
+  static IControllerInterface* CreateController(EControllerKind kind, Fg_Struct_s* board,
+                                                bool flag);
+  int StartController(Fg_Struct_s* board, bool flag);
+  void RefreshLinks(CCameraInterface* camera, IPortInterface* master);
+  void Log(unsigned int level, const char* text, const char* detail);
+
+  ControllerFactory createController_;
+  vesk::tools::logging::Logger* logger_ = nullptr;
+  vesk::templates::platform::RecursiveMutex eventLock_;
+  vesk::templates::platform::RecursiveMutex cameraLock_;
+  MloEventCallback eventCallback_ = nullptr;
+  MloBoardEventCallback boardEventCallback_ = nullptr;
+  void* eventUserData_ = nullptr;
+  CDriverMonitoringThread* monitoringThread_ = nullptr;
+  IControllerInterface* controller_ = nullptr;
+  std::map<IPortInterface*, CCameraInterface*> cameras_;
+  std::set<CCameraInterface*> removedCameras_;
+};
+
+#endif
