@@ -88,6 +88,49 @@ VESK_GENICAM_API void VeskGenICamDeinit(void);
  * text is static. */
 VESK_GENICAM_API const char* Mlo_getErrorDescription(int code);
 
+/* Properties and events.
+ *
+ * Named properties of a board (and of its transport) and of a camera. type 1: value points to a
+ * 32-bit integer and index, if not NULL, to a link or port number. type 3: value is a character
+ * buffer and index points to its 32-bit length; a getter sets the length needed, terminator
+ * included. Codes: -1990 wrong type, -1017 no value, -2000 unknown name, -1013 a direction the
+ * property does not allow. */
+VESK_GENICAM_API int Mlo_getBoardPropertyWithType(MloBoardHandle* board, char* name, void* value,
+                                                  unsigned int type, void* index);
+VESK_GENICAM_API int Mlo_setBoardPropertyWithType(MloBoardHandle* board, char* name, void* value,
+                                                  unsigned int type, void* index);
+VESK_GENICAM_API int Mlo_setCameraPropertyWithType(MloCameraHandle* camera, char* name, void* value,
+                                                   unsigned int type, void* index);
+/* The type is passed by address and must not be NULL. A string property may be asked with a NULL
+ * value for its length alone. */
+VESK_GENICAM_API int Mlo_getCameraPropertyWithType(MloCameraHandle* camera, char* name, void* value,
+                                                   unsigned int* type, void* index);
+/* Registers the board's one event callback; a later registration of either form replaces it,
+ * NULL unregisters. The callback runs on a thread of the library and must not block. */
+VESK_GENICAM_API int Mlo_RegisterEventCallback(MloBoardHandle* board, MloEventCallback callback,
+                                               const void* user);
+VESK_GENICAM_API int Mlo_registerBoardEventCallback(MloBoardHandle* board,
+                                                    MloBoardEventCallback callback, void* user);
+/* Camera events are not delivered: always -2000. */
+typedef int (*MloCameraEventCallback)(MloCameraHandle* camera, const MloEventInfo* info,
+                                      void* user);
+VESK_GENICAM_API int Mlo_registerCameraEventCallback(MloCameraHandle* camera,
+                                                     MloCameraEventCallback callback, void* user);
+
+/* Camera parameter dump.
+ *
+ * Writes the values of the camera's features to a text file, one "name=value" line each; values
+ * that cannot be written back stand in comment lines that begin with '#'. Needs a connected
+ * camera (-1100). -1003 for a file that cannot be opened; -1999 if the node map is missing. */
+VESK_GENICAM_API int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file);
+/* Writes the uncommented lines of such a file back, in the order of the file. Bit 0 of flags is
+ * strict: an unknown name or a value that does not fit its feature ends the load with -1102
+ * (the lines before stay applied); without it such lines are skipped. A value the camera
+ * refuses raises a GenICam exception through this function in either mode: C++ callers catch
+ * it. */
+VESK_GENICAM_API int Mlo_LoadCameraParameters(MloCameraHandle* camera, const char* file,
+                                              unsigned int flags);
+
 #ifdef __cplusplus
 }
 #endif

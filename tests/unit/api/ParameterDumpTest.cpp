@@ -1,0 +1,376 @@
+// The camera parameter dump over Aravis's fake camera: its description served by a camera
+// object whose port reads and writes the fake camera's own registers. Files are written, read,
+// edited and loaded back as an application would.
+#include <arv.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "genapi/GenApi.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestController.h"
+#include "vesk_genicam/impl/ApiCall.h"
+#include "vesk_genicam/impl/CameraInterface.h"
+#include "vesk_genicam/impl/vesk_genicam.h"
+#include "vesk_genicam/impl/vesk_genicam_dump.h"
+
+namespace vesk::test {
+namespace {
+
+using namespace GenApi;
+
+// The fake camera's memory behind a test port. A read of failAddress runs fail.
+class FakeCameraPort : public TestPort {
+ public:
+  FakeCameraPort() : camera_(arv_fake_camera_new("DUMP-TEST")) {
+    size_t size = 0;
+    const char* text = arv_fake_camera_get_genicam_xml(camera_, &size);
+    xml.assign(text, size);
+  }
+  ~FakeCameraPort() override { g_object_unref(camera_); }
+
+  void Read(void* buffer, int64_t address, int64_t length) override {
+    if (address == failAddress) fail();
+    arv_fake_camera_read_memory(camera_, static_cast<guint32>(address),
+                                static_cast<guint32>(length), buffer);
+  }
+  void Write(const void* buffer, int64_t address, int64_t length) override {
+    ++writes;
+    arv_fake_camera_write_memory(camera_, static_cast<guint32>(address),
+                                 static_cast<guint32>(length), buffer);
+  }
+
+  bool Acquiring() { return arv_fake_camera_get_acquisition_status(camera_); }
+
+  int64_t failAddress = -1;
+  std::function<void()> fail;
+  int writes = 0;
+
+ private:
+  ArvFakeCamera* camera_;
+};
+
+std::string Text(const std::string& path) {
+  std::ifstream file(path);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void Write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
+
+class ParameterDump : public ::testing::Test {
+ protected:
+  ParameterDump() : camera(&port, &controller) {}
+
+  void SetUp() override {
+    ASSERT_EQ(camera.ConnectCamera(), 0);
+    CapturedLog::SetDefaultLevel(1);
+    CapturedLog::SetAllLevels(1);
+    CapturedLog::Take();
+  }
+
+  MloCameraHandle* Handle() { return reinterpret_cast<MloCameraHandle*>(&camera); }
+  INode* Node(const char* name) { return camera.GetCameraNodeMap()->_GetNode(name); }
+  CIntegerPtr Integer(const char* name) { return Node(name); }
+  CFloatPtr Float(const char* name) { return Node(name); }
+  CEnumerationPtr Enumeration(const char* name) { return Node(name); }
+  std::string Symbolic(const char* name) { return Enumeration(name)->ToString().str(); }
+
+  int Save() { return Mlo_SaveCameraParameters(Handle(), file.c_str()); }
+  int Load(const std::string& text, unsigned int flags) {
+    Write(file, text);
+    return Mlo_LoadCameraParameters(Handle(), file.c_str(), flags);
+  }
+
+  TestController controller;
+  FakeCameraPort port;
+  CCameraInterface camera;
+  TempDir directory;
+  std::string file = directory.File("camera.txt");
+};
+
+TEST_F(ParameterDump, ArgumentsAreCheckedInOrderWithTheirCodesAndLines) {
+  TestPort otherPort;
+  CCameraInterface unconnected(&otherPort, &controller);
+  auto* disconnected = reinterpret_cast<MloCameraHandle*>(&unconnected);
+  const std::string missing = directory.File("no/such/folder/camera.txt");
+  std::ostringstream handles[3];
+  handles[0] << ",handle=(P15MloCameraHandle)0";
+  handles[1] << ",handle=(P15MloCameraHandle)" << static_cast<const void*>(disconnected);
+  handles[2] << ",handle=(P15MloCameraHandle)" << static_cast<const void*>(Handle());
+  struct Case {
+    MloCameraHandle* camera;
+    const char* file;
+    int code;
+    int handle;
+    const char* message;  // null: no line
+  };
+  const Case cases[] = {
+      {nullptr, nullptr, -1001, 0, "Invalid boardHandle"},
+      {disconnected, nullptr, -1100, 1, "Invalid XML connection "},
+      {Handle(), nullptr, -1003, 2, " Invalid param File Name"},
+      {Handle(), missing.c_str(), -1003, 2, nullptr},
+  };
+  const std::string thread = "thread-id=" + std::to_string(genicam::CurrentThreadId());
+  for (bool save : {true, false}) {
+    for (const Case& c : cases) {
+      SCOPED_TRACE(std::string(save ? "save " : "load ") + std::to_string(c.code));
+      const int code = save ? Mlo_SaveCameraParameters(c.camera, c.file)
+                            : Mlo_LoadCameraParameters(c.camera, c.file, 1);
+      EXPECT_EQ(code, c.code);
+      std::vector<std::string> failures;
+      std::string exit;
+      for (const CapturedLine& line : CapturedLog::Take()) {
+        if (line.level == 5) failures.push_back(line.text);
+        if (line.text.find("|Leaving ") != std::string::npos) exit = line.text;
+      }
+      if (c.message) {
+        ASSERT_EQ(failures.size(), 1u);
+        EXPECT_EQ(failures[0], thread + handles[c.handle].str() + "|" + c.message);
+      } else {
+        EXPECT_TRUE(failures.empty());
+      }
+      const std::string function = save ? "Mlo_SaveCameraParameters" : "Mlo_LoadCameraParameters";
+      EXPECT_NE(exit.find(",return=" + std::to_string(c.code) + handles[c.handle].str() +
+                          "|Leaving " + function),
+                std::string::npos)
+          << exit;
+    }
+  }
+}
+
+TEST_F(ParameterDump, SaveWritesEachKindOfFeatureInItsForm) {
+  Integer("Width")->SetValue(640);
+  ASSERT_EQ(Save(), 0);
+  const std::string text = Text(file);
+  EXPECT_EQ(text.rfind("# --- GenICam parameter dump\n\n", 0), 0u);
+  std::istringstream lines(text);
+  std::vector<std::string> all;
+  for (std::string line; std::getline(lines, line);) all.push_back(line);
+  ASSERT_GT(all.size(), 20u);
+  auto has = [&](const std::string& line) {
+    return std::find(all.begin(), all.end(), line) != all.end();
+  };
+  EXPECT_TRUE(has("Width=640"));
+  EXPECT_TRUE(has("AcquisitionMode=Continuous"));
+  EXPECT_TRUE(has("TestRegister=" + std::to_string(Integer("TestRegister")->GetValue())));
+  EXPECT_TRUE(has("#DeviceVendorName=\"Aravis\"")) << "read-only values are comments";
+  EXPECT_TRUE(has("#SensorWidth=" + std::to_string(Integer("SensorWidth")->GetValue())));
+  Float("ExposureTimeAbs")->SetValue(1234567);
+  ASSERT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234567.0);
+  ASSERT_EQ(Save(), 0);
+  EXPECT_NE(Text(file).find("\nExposureTimeAbs=1.23457e+06\n"), std::string::npos)
+      << "six significant digits";
+  Float("ExposureTimeAbs")->SetValue(100);
+  ASSERT_EQ(Mlo_LoadCameraParameters(Handle(), file.c_str(), 1), 0);
+  EXPECT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234570.0) << "and come back rounded";
+  // Only the category tree from "Root" is walked.
+  EXPECT_EQ(Text(file).find("GainRaw"), std::string::npos);
+  // A category gives no line of its own; every line has one of the forms of the dump.
+  const std::regex form(
+      R"(#?[A-Za-z_][A-Za-z0-9_]*(=.*)?|# [A-Za-z_][A-Za-z0-9_]*: (not supported|genicam exception - .*|exception - .*|unknown exception)|)");
+  for (size_t i = 1; i < all.size(); ++i) {
+    EXPECT_TRUE(std::regex_match(all[i], form)) << all[i];
+    EXPECT_NE(all[i], "#ImageFormatControl");
+    EXPECT_EQ(all[i].find("Root"), std::string::npos);
+  }
+  // Commands show whether they are done and are never written back as they stand.
+  for (const char* command : {"AcquisitionStart", "AcquisitionStop", "TriggerSoftware"}) {
+    EXPECT_TRUE(has(std::string("#") + command) || has(std::string("#") + command + "=1") ||
+                has(std::string("#") + command + "=0"))
+        << command;
+  }
+}
+
+TEST_F(ParameterDump, SavedValuesComeBackInStrictAndLaxLoads) {
+  for (unsigned int flags : {1u, 0u}) {
+    SCOPED_TRACE(flags);
+    Integer("Width")->SetValue(320);
+    Integer("TestRegister")->SetValue(3);
+    Enumeration("AcquisitionMode")->FromString("SingleFrame");
+    Enumeration("TriggerMode")->FromString("On");
+    Float("ExposureTimeAbs")->SetValue(2500.25);
+    ASSERT_EQ(Save(), 0);
+    const std::string saved = Text(file);
+
+    Integer("Width")->SetValue(512);
+    Integer("TestRegister")->SetValue(7);
+    Enumeration("AcquisitionMode")->FromString("MultiFrame");
+    Enumeration("TriggerMode")->FromString("Off");
+    Float("ExposureTimeAbs")->SetValue(9000);
+    EXPECT_EQ(Mlo_LoadCameraParameters(Handle(), file.c_str(), flags), 0);
+
+    EXPECT_EQ(Integer("Width")->GetValue(), 320);
+    EXPECT_EQ(Integer("TestRegister")->GetValue(), 3);
+    EXPECT_EQ(Symbolic("AcquisitionMode"), "SingleFrame");
+    EXPECT_EQ(Symbolic("TriggerMode"), "On");
+    EXPECT_NEAR(Float("ExposureTimeAbs")->GetValue(), 2500.25, 1.0) << "six digits: 2500.25";
+    EXPECT_FALSE(port.Acquiring()) << "a command in a dump must not run";
+    ASSERT_EQ(Save(), 0);
+    EXPECT_EQ(Text(file), saved) << "a load of a dump gives the same dump";
+  }
+}
+
+TEST_F(ParameterDump, StrictStopsAtTheFirstLineThatDoesNotFitAndLaxSkipsIt) {
+  struct Case {
+    const char* badLine;
+  };
+  const Case cases[] = {
+      {"NoSuchFeature=1"}, {"TestStringReg=unquoted"}, {"AcquisitionMode=Unknown"}, {"Width="},
+      {"GainRaw=many"},    {"DeviceVendorName"},  // no "=": skipped in both modes
+  };
+  for (const Case& c : cases) {
+    for (unsigned int flags : {1u, 0u}) {
+      SCOPED_TRACE(std::string(c.badLine) + (flags ? " strict" : " lax"));
+      Integer("Width")->SetValue(512);
+      Integer("Height")->SetValue(512);
+      const bool skippedAnyway = std::string(c.badLine).find('=') == std::string::npos;
+      const int code = Load(std::string("Width=64\n") + c.badLine + "\nHeight=32\n", flags);
+      EXPECT_EQ(code, flags && !skippedAnyway ? -1102 : 0);
+      EXPECT_EQ(Integer("Width")->GetValue(), 64) << "lines before stay applied";
+      EXPECT_EQ(Integer("Height")->GetValue(), flags && !skippedAnyway ? 512 : 32);
+    }
+  }
+}
+
+TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
+  Integer("Width")->SetValue(512);
+  ASSERT_EQ(Load("  Width \t=  128px \r\n"
+                 "#Height=32\n"
+                 "\n"
+                 " GainRaw=5=6\n"
+                 "AcquisitionMode = MultiFrame\n",
+                 1),
+            0);
+  EXPECT_EQ(Integer("Width")->GetValue(), 128) << "the number ends at the first non-digit";
+  EXPECT_NE(Integer("Height")->GetValue(), 32);
+  EXPECT_EQ(Integer("GainRaw")->GetValue(), 5);
+  EXPECT_EQ(Symbolic("AcquisitionMode"), "MultiFrame");
+
+  // Features outside the category tree are found by name all the same.
+  ASSERT_EQ(Load("TestBoolean=1\nTestStringReg=\" a b \"\n", 1), 0);
+  EXPECT_EQ(Integer("TestRegister")->GetValue(), 321) << "the boolean's on value";
+  EXPECT_EQ(CStringPtr(Node("TestStringReg"))->GetValue(), " a b ");
+
+  ASSERT_FALSE(port.Acquiring());
+  ASSERT_EQ(Load("AcquisitionStart=1\n", 1), 0);
+  EXPECT_TRUE(port.Acquiring());
+  ASSERT_EQ(Load("AcquisitionStop=0\n", 1), 0);
+  EXPECT_TRUE(port.Acquiring()) << "0 does not execute";
+}
+
+// A value the camera refuses is no result code: its exception leaves the load, whatever the
+// mode, after the lines before it were applied; the exit is still traced.
+TEST_F(ParameterDump, ARefusedValueLeavesTheLoadAsItsException) {
+  const int64_t maximum = Integer("Width")->GetMax();
+  for (unsigned int flags : {1u, 0u}) {
+    SCOPED_TRACE(flags);
+    Integer("GainRaw")->SetValue(0);
+    Write(file, "GainRaw=2\nWidth=" + std::to_string(maximum + 1) + "\nHeight=32\n");
+    CapturedLog::Take();
+    EXPECT_THROW(Mlo_LoadCameraParameters(Handle(), file.c_str(), flags),
+                 GenICam::GenericException);
+    EXPECT_EQ(Integer("GainRaw")->GetValue(), 2);
+    int exits = 0;
+    for (const CapturedLine& line : CapturedLog::Take()) {
+      if (line.text.find("|Leaving Mlo_LoadCameraParameters") != std::string::npos) ++exits;
+      EXPECT_NE(line.level, 5u) << line.text;
+    }
+    EXPECT_EQ(exits, 1);
+  }
+}
+
+TEST_F(ParameterDump, AFeatureThatCannotBeReadBecomesACommentAndTheSaveGoesOn) {
+  struct Case {
+    std::function<void()> fail;
+    std::string line;
+  };
+  const Case cases[] = {
+      {[] { throw GenICam::TimeoutException("no acknowledge", "port", 1); },
+       "# Width: genicam exception - no acknowledge"},
+      {[] { throw std::runtime_error("no answer"); }, "# Width: exception - no answer"},
+      {[] { throw 5; }, "# Width: unknown exception"},
+  };
+  port.failAddress = 0x100;  // Width's register in the fake camera
+  for (const Case& c : cases) {
+    port.fail = c.fail;
+    camera.GetCameraNodeMap()->_InvalidateNodes();
+    ASSERT_EQ(Save(), 0);
+    const std::string text = Text(file);
+    EXPECT_NE(text.find("\n" + c.line + "\nHeight="), std::string::npos) << text;
+  }
+}
+
+TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
+  const std::string empty = R"(<?xml version="1.0" encoding="UTF-8"?>
+<RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
+    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
+    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
+    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
+    xmlns="http://www.genicam.org/GenApi/Version_1_1">
+  <Category Name="Root" NameSpace="Standard"/>
+  <Port Name="Device"/>
+</RegisterDescription>
+)";
+  TestPort emptyPort;
+  emptyPort.xml = empty;
+  CCameraInterface emptyCamera(&emptyPort, &controller);
+  ASSERT_EQ(emptyCamera.ConnectCamera(), 0);
+  ASSERT_EQ(
+      Mlo_SaveCameraParameters(reinterpret_cast<MloCameraHandle*>(&emptyCamera), file.c_str()), 0);
+  EXPECT_EQ(Text(file), "# --- GenICam parameter dump\n\n");
+
+  std::ostringstream stream;
+  EXPECT_FALSE(genicam::dumpCameraParameters(stream, nullptr));
+  EXPECT_TRUE(stream.str().empty());
+}
+
+TEST_F(ParameterDump, AMissingMapEndsTheSaveWithTheGenICamHandler) {
+  GenApi::CNodeMapRef* map = camera.GetCameraNodeMap();
+  ASSERT_NE(map, nullptr);
+  map->_Destroy();  // the reference stays, its map is gone
+  EXPECT_EQ(Save(), -1999);
+  std::vector<std::string> failures;
+  for (const CapturedLine& line : CapturedLog::Take()) {
+    if (line.level == 5) failures.push_back(line.text);
+  }
+  ASSERT_EQ(failures.size(), 1u);
+  EXPECT_NE(failures[0].find("|GenICam exception while "), std::string::npos) << failures[0];
+  EXPECT_NE(failures[0].find("Feature not present (reference not valid)"), std::string::npos);
+}
+
+TEST_F(ParameterDump, RestoreReportsEveryLineAndCanSkipUnchangedValues) {
+  std::vector<std::pair<std::string, bool>> reports;
+  auto report = [](void* user, const std::string& name, bool ok) {
+    static_cast<std::vector<std::pair<std::string, bool>>*>(user)->emplace_back(name, ok);
+  };
+  std::istringstream lines("Width=64\nNoSuchFeature=1\nTestStringReg=bare\nHeight=32\n");
+  EXPECT_TRUE(
+      genicam::restoreCameraParameters(lines, camera.GetCameraNodeMap(), false, &reports, report));
+  EXPECT_EQ(
+      reports,
+      (std::vector<std::pair<std::string, bool>>{
+          {"Width", true}, {"NoSuchFeature", false}, {"TestStringReg", false}, {"Height", true}}));
+
+  const int before = port.writes;
+  EXPECT_TRUE(genicam::restoreNodeValue(Node("Width"), "64", true));
+  EXPECT_TRUE(
+      genicam::restoreNodeValue(Node("AcquisitionMode"), Symbolic("AcquisitionMode"), true));
+  EXPECT_EQ(port.writes, before) << "an unchanged value is not written again";
+  EXPECT_TRUE(genicam::restoreNodeValue(Node("Width"), "64", false));
+  EXPECT_GT(port.writes, before);
+  EXPECT_FALSE(genicam::restoreNodeValue(Node("ImageFormatControl"), "1", false))
+      << "a category takes no value";
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,250 @@
+// The camera parameter dump: features written to a text file and read back.
+#include "vesk_genicam/impl/vesk_genicam_dump.h"
+
+#include <exception>
+#include <fstream>
+#include <locale>
+#include <sstream>
+#include <string>
+
+#include "vesk_genicam/impl/ApiArguments.h"
+#include "vesk_genicam/impl/ApiBoundary.h"
+#include "vesk_genicam/impl/ApiCall.h"
+#include "vesk_genicam/impl/CameraInterface.h"
+#include "vesk_genicam/impl/vesk_genicam.h"
+
+namespace vesk::genicam {
+
+namespace {
+
+constexpr unsigned int kStrict = 0x1;
+
+std::string Trim(const std::string& text) {
+  const std::locale& classic = std::locale::classic();
+  size_t begin = 0;
+  size_t end = text.size();
+  while (begin < end && std::isspace(text[begin], classic)) ++begin;
+  while (end > begin && std::isspace(text[end - 1], classic)) --end;
+  return text.substr(begin, end - begin);
+}
+
+// The value of a readable node as the dump writes it; false for a type the dump leaves out.
+bool FormatValue(GenApi::INode* node, GenApi::EInterfaceType type, std::ostream& value) {
+  switch (type) {
+    case GenApi::intfIInteger:
+      value << GenApi::CIntegerPtr(node)->GetValue(false, false);
+      return true;
+    case GenApi::intfIBoolean:
+      value << (GenApi::CBooleanPtr(node)->GetValue() ? 1 : 0);
+      return true;
+    case GenApi::intfICommand:
+      value << (GenApi::CCommandPtr(node)->IsDone() ? 1 : 0);
+      return true;
+    case GenApi::intfIFloat:
+      // Six significant digits: a dump does not restore a float exactly.
+      value << GenApi::CFloatPtr(node)->GetValue(false, false);
+      return true;
+    case GenApi::intfIString:
+      value << '"' << GenApi::CStringPtr(node)->GetValue() << '"';
+      return true;
+    case GenApi::intfIEnumeration:
+      value
+          << GenApi::CEnumEntryPtr(GenApi::CEnumerationPtr(node)->GetCurrentEntry())->GetSymbolic();
+      return true;
+    default:
+      return false;
+  }
+}
+
+template <class Value>
+bool Extract(const std::string& text, Value& value) {
+  if (text.empty()) return false;
+  std::istringstream in(text);
+  return static_cast<bool>(in >> value);
+}
+
+template <class Pointer, class Value>
+bool RestoreNumber(GenApi::INode* node, const std::string& text, bool onlyIfChanged) {
+  Value value{};
+  if (!Extract(text, value)) return false;
+  Pointer pointer(node);
+  if (onlyIfChanged && pointer->GetValue() == value) return true;
+  pointer->SetValue(value, true);
+  return true;
+}
+
+bool RestoreBoolean(GenApi::INode* node, const std::string& text, bool onlyIfChanged) {
+  long value = 0;
+  if (!Extract(text, value)) return false;
+  GenApi::CBooleanPtr pointer(node);
+  if (onlyIfChanged && pointer->GetValue() == (value != 0)) return true;
+  pointer->SetValue(value != 0, true);
+  return true;
+}
+
+bool RestoreCommand(GenApi::INode* node, const std::string& text) {
+  long value = 0;
+  if (!Extract(text, value)) return false;
+  if (value != 0) GenApi::CCommandPtr(node)->Execute(true);
+  return true;
+}
+
+// Quotes are required and stripped; nothing between them is unescaped.
+bool RestoreString(GenApi::INode* node, const std::string& text) {
+  if (text.size() < 2 || text.front() != '"' || text.back() != '"') return false;
+  GenApi::CStringPtr(node)->SetValue(text.substr(1, text.size() - 2), true);
+  return true;
+}
+
+bool RestoreEnumeration(GenApi::INode* node, const std::string& text, bool onlyIfChanged) {
+  if (text.empty()) return false;
+  GenApi::CEnumerationPtr enumeration(node);
+  if (onlyIfChanged) {
+    GenApi::IEnumEntry* current = enumeration->GetCurrentEntry();
+    if (current && current->GetSymbolic() == text) return true;
+  }
+  GenApi::NodeList_t entries;
+  enumeration->GetEntries(entries);
+  for (GenApi::INode* entryNode : entries) {
+    GenApi::CEnumEntryPtr entry(entryNode);
+    if (entry && entry->GetSymbolic() == text) {
+      enumeration->SetIntValue(entry->GetValue(), true);
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+bool dumpCameraParameters(std::ostream& stream, GenApi::CNodeMapRef* nodeMap) {
+  if (!nodeMap) return false;
+  stream << "# --- GenICam parameter dump\n\n";
+  GenApi::CNodePtr root = nodeMap->_GetNode("Root");
+  GenApi::NodeList_t children;
+  root->GetChildren(children, GenApi::ctReadingChildren);
+  for (GenApi::INode* child : children) {
+    if (child) dumpNode(child, stream);
+  }
+  return true;
+}
+
+void dumpNode(GenApi::INode* node, std::ostream& stream) {
+  if (!node) return;
+  const GenApi::EAccessMode access = node->GetAccessMode();
+  const GenApi::EInterfaceType type = node->GetPrincipalInterfaceType();
+  const std::string name = node->GetName(false);
+  if (type == GenApi::intfICategory) {
+    GenApi::FeatureList_t features;
+    GenApi::CCategoryPtr(node)->GetFeatures(features);
+    for (GenApi::IValue* feature : features) {
+      if (feature) dumpNode(feature->GetNode(), stream);
+    }
+    return;
+  }
+  if (access != GenApi::RO && access != GenApi::RW) {
+    stream << "#" << name << "\n";
+    return;
+  }
+  try {
+    std::ostringstream value;
+    if (!FormatValue(node, type, value)) {
+      stream << "# " << name << ": not supported\n";
+      return;
+    }
+    // Only what can be written back stands uncommented; a command is run only from a line that
+    // someone wrote by hand.
+    const bool comment = type == GenApi::intfICommand || access != GenApi::RW;
+    stream << (comment ? "#" : "") << name << "=" << value.str() << "\n";
+  } catch (const GenICam::GenericException& error) {
+    stream << "# " << name << ": genicam exception - " << error.GetDescription() << "\n";
+  } catch (const std::exception& error) {
+    stream << "# " << name << ": exception - " << error.what() << "\n";
+  } catch (...) {
+    stream << "# " << name << ": unknown exception\n";
+  }
+}
+
+bool restoreCameraParameters(std::istream& stream, GenApi::CNodeMapRef* nodeMap, bool strict,
+                             void* userData, RestoreReport reportCallback) {
+  if (!nodeMap) return false;
+  auto report = [&](const std::string& name, bool ok) {
+    if (reportCallback) reportCallback(userData, name, ok);
+  };
+  std::string line;
+  while (std::getline(stream, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    const size_t equals = line.find('=');
+    if (equals == std::string::npos) continue;
+    const std::string name = Trim(line.substr(0, equals));
+    const std::string value = Trim(line.substr(equals + 1));
+    GenApi::INode* node = nodeMap->_GetNode(name.c_str());
+    if (!node) {
+      report(name, false);
+      if (strict) return false;
+      continue;
+    }
+    const bool ok = restoreNodeValue(node, value, false);
+    report(node->GetName(false), ok);
+    if (!ok && strict) return false;
+  }
+  return true;
+}
+
+bool restoreNodeValue(GenApi::INode* node, const std::string& text, bool onlyIfChanged) {
+  switch (node->GetPrincipalInterfaceType()) {
+    case GenApi::intfIInteger:
+      return RestoreNumber<GenApi::CIntegerPtr, long>(node, text, onlyIfChanged);
+    case GenApi::intfIBoolean:
+      return RestoreBoolean(node, text, onlyIfChanged);
+    case GenApi::intfICommand:
+      return RestoreCommand(node, text);
+    case GenApi::intfIFloat:
+      return RestoreNumber<GenApi::CFloatPtr, double>(node, text, onlyIfChanged);
+    case GenApi::intfIString:
+      return RestoreString(node, text);
+    case GenApi::intfIEnumeration:
+      return RestoreEnumeration(node, text, onlyIfChanged);
+    default:
+      return false;
+  }
+}
+
+}  // namespace vesk::genicam
+
+using vesk::genicam::ApiCall;
+using vesk::genicam::FormatCamera;
+
+int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file) {
+  ApiCall call(__LINE__, "Mlo_SaveCameraParameters", [=] { return FormatCamera(camera); });
+  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
+  auto* cameraInterface = reinterpret_cast<CCameraInterface*>(camera);
+  if (!cameraInterface->IsGenicamConnected()) return call.Fail(-1100, "Invalid XML connection ");
+  if (!file) return call.Fail(-1003, " Invalid param File Name");
+  std::ofstream stream(file, std::ios::out | std::ios::trunc);
+  if (!stream) return call.Return(-1003);
+  return call.Return(vesk::genicam::CatchAtBoundary(
+      [&](const std::string& message) { call.Fail(vesk::genicam::kExceptionCaught, message); },
+      [] { return "saving camera parameters"; },
+      [&] {
+        const bool done =
+            vesk::genicam::dumpCameraParameters(stream, cameraInterface->GetCameraNodeMap());
+        return done ? 0 : vesk::genicam::kExceptionCaught;
+      }));
+}
+
+// Alone among the exported functions this one lets a GenICam exception out: a value that the
+// camera refuses ends the load in the caller's catch, in strict and in lax mode.
+int Mlo_LoadCameraParameters(MloCameraHandle* camera, const char* file, unsigned int flags) {
+  ApiCall call(__LINE__, "Mlo_LoadCameraParameters", [=] { return FormatCamera(camera); });
+  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
+  auto* cameraInterface = reinterpret_cast<CCameraInterface*>(camera);
+  if (!cameraInterface->IsGenicamConnected()) return call.Fail(-1100, "Invalid XML connection ");
+  if (!file) return call.Fail(-1003, " Invalid param File Name");
+  std::ifstream stream(file);
+  if (!stream) return call.Return(-1003);
+  const bool done =
+      vesk::genicam::restoreCameraParameters(stream, cameraInterface->GetCameraNodeMap(),
+                                             flags & vesk::genicam::kStrict, nullptr, nullptr);
+  return call.Return(done ? 0 : -1102);
+}

@@ -1,0 +1,27 @@
+#ifndef VESK_GENICAM_IMPL_VESK_GENICAM_DUMP_H
+#define VESK_GENICAM_IMPL_VESK_GENICAM_DUMP_H
+
+#include <iosfwd>
+#include <string>
+
+#include "genapi/GenApi.h"
+
+// The camera parameter dump: a text of "name=value" lines written by a walk of the category tree
+// from "Root", and read back line by line.
+namespace vesk::genicam {
+
+// Told of each line applied: the feature's name and whether its value was taken.
+using RestoreReport = void (*)(void* userData, const std::string& name, bool ok);
+
+// False only for a null map; a feature that cannot be read becomes a comment line.
+bool dumpCameraParameters(std::ostream& stream, GenApi::CNodeMapRef* nodeMap);
+void dumpNode(GenApi::INode* node, std::ostream& stream);
+// Applies the lines in their order, once. strict: false at the first unknown name or value that
+// does not fit. A value the node refuses raises its GenICam exception through this function.
+bool restoreCameraParameters(std::istream& stream, GenApi::CNodeMapRef* nodeMap, bool strict,
+                             void* userData, RestoreReport reportCallback);
+bool restoreNodeValue(GenApi::INode* node, const std::string& text, bool onlyIfChanged);
+
+}  // namespace vesk::genicam
+
+#endif
