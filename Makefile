@@ -28,6 +28,7 @@ tsan:
 bench: build
 	$(BUILD)/bin/frame_bench
 	$(BUILD)/bin/sim_register_bench
+	$(BUILD)/bin/feature_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -88,6 +88,46 @@ VESK_GENICAM_API void VeskGenICamDeinit(void);
  * text is static. */
 VESK_GENICAM_API const char* Mlo_getErrorDescription(int code);
 
+/* Camera features by name, through the node map that Mlo_connectCamera built. A feature of
+ * another type than the function's is refused like an unknown name. Integer, boolean and float
+ * reads use the node map's cache. Strings handed out belong to the camera and stay valid until
+ * Mlo_clearStringCache or the camera's end. No two threads may use one camera's features at the
+ * same time. */
+VESK_GENICAM_API int Mlo_setIntegerValue(MloCameraHandle* camera, const char* feature,
+                                         int64_t value);
+VESK_GENICAM_API int Mlo_getIntegerValue(MloCameraHandle* camera, const char* feature,
+                                         int64_t* value);
+VESK_GENICAM_API int Mlo_getIntegerValueLimits(MloCameraHandle* camera, const char* feature,
+                                               int64_t* min, int64_t* max, int64_t* inc);
+/* value: 0 or non-zero. */
+VESK_GENICAM_API int Mlo_setBooleanValue(MloCameraHandle* camera, const char* feature,
+                                         unsigned value);
+VESK_GENICAM_API int Mlo_getBooleanValue(MloCameraHandle* camera, const char* feature,
+                                         unsigned* value);
+VESK_GENICAM_API int Mlo_setFloatValue(MloCameraHandle* camera, const char* feature, double value);
+VESK_GENICAM_API int Mlo_getFloatValue(MloCameraHandle* camera, const char* feature, double* value);
+VESK_GENICAM_API int Mlo_setStringValue(MloCameraHandle* camera, const char* feature,
+                                        const char* value);
+VESK_GENICAM_API int Mlo_getStringValue(MloCameraHandle* camera, const char* feature,
+                                        const char** value);
+/* value: the symbolic name of an entry. Written without verification. */
+VESK_GENICAM_API int Mlo_setEnumerationValue(MloCameraHandle* camera, const char* feature,
+                                             const char* value);
+/* The integer value of the current entry. */
+VESK_GENICAM_API int Mlo_getEnumerationValue(MloCameraHandle* camera, const char* feature,
+                                             int64_t* value);
+/* The symbolic name of the current entry. */
+VESK_GENICAM_API int Mlo_getEnumerationValueAsString(MloCameraHandle* camera, const char* feature,
+                                                     const char** value);
+VESK_GENICAM_API int Mlo_executeCommand(MloCameraHandle* camera, const char* feature);
+/* done: 1 once the camera has finished the command, else 0. */
+VESK_GENICAM_API int Mlo_isCommandDone(MloCameraHandle* camera, const char* feature,
+                                       unsigned* done);
+/* Prepares the port and executes "AcquisitionStart"; refused while the link is not
+ * synchronised. value is only traced. */
+VESK_GENICAM_API int Mlo_startAcquisition(MloCameraHandle* camera, unsigned value);
+/* Executes "AcquisitionStop". value is only traced. */
+VESK_GENICAM_API int Mlo_stopAcquisition(MloCameraHandle* camera, unsigned value);
 /* Properties and events.
  *
  * Named properties of a board (and of its transport) and of a camera. type 1: value points to a
