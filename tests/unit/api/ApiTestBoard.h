@@ -46,12 +46,15 @@ class ApiTestBoard {
     return reinterpret_cast<MloCameraHandle*>(driver->GetCameraByGrabberPort(master));
   }
 
+  // Set when the driver destroyed its controller.
+  bool destroyed = false;
+
  private:
+  // Until the driver takes it.
   std::unique_ptr<TestController> owned_;
   Fg_Struct_s fgBoard_{};
 
  public:
-  bool destroyed = false;
   TestController& controller;
   CDriver* driver;
 };
