@@ -11,6 +11,7 @@
 
 #include "sim/include/vesk_sim.h"
 #include "tests/support/Installation.h"
+#include "vesk_genicam/impl/vesk_genicam.h"
 
 namespace {
 
@@ -63,6 +64,31 @@ TEST_F(SimulatedRuntime, TheLibraryReachesTheDefaultRigThroughItsStubs) {
   dlclose(hal);
 
   EXPECT_EQ(Stub<int(fpga_design*)>("DsnFreeDesign")(design), 0);
+  EXPECT_EQ(Stub<int(PLdevice*)>("VHalFreeDevice")(device), 0);
+}
+
+// Board 0 of the default rig is a CoaXPress board. Its transport is not part of the library yet,
+// so the board is refused as one without a GenICam interface and no handle is left to free.
+TEST_F(SimulatedRuntime, ACoaXPressBoardWithoutItsTransportYetIsRefusedWithoutAHandle) {
+  PLdevice* device = Stub<PLdevice*(int)>("VHalInitDevice")(0);
+  ASSERT_NE(device, nullptr);
+  ASSERT_EQ(Stub<int(PLdevice*, const char*)>("VHalGetBoardInfoInt")(device, "board/type"), 2656);
+  Fg_Struct_s board{device, Stub<fpga_design*(PLdevice*)>("DsnLoadBoardDesign")(device)};
+  ASSERT_NE(board.design, nullptr);
+
+  auto* initBoardEx =
+      Stub<int(Fg_Struct_s*, unsigned int, MloBoardHandle**, unsigned int)>("Mlo_initBoardEx");
+  ASSERT_NE(initBoardEx, nullptr);
+  MloBoardHandle* handle = reinterpret_cast<MloBoardHandle*>(&board);
+  const int code = initBoardEx(&board, 0, &handle, 0xF);
+  EXPECT_EQ(code, -1011);
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_STREQ(Stub<const char*(int)>("Mlo_getErrorDescription")(code),
+               "Board type does not support GenICam interface");
+  // What an application's cleanup does with the handle it got: a null board is only traced.
+  Stub<void(MloBoardHandle*)>("Mlo_freeBoard")(handle);
+
+  EXPECT_EQ(Stub<int(fpga_design*)>("DsnFreeDesign")(board.design), 0);
   EXPECT_EQ(Stub<int(PLdevice*)>("VHalFreeDevice")(device), 0);
 }
 

@@ -7,6 +7,7 @@
 #ifndef VESK_GENICAM_IMPL_VESK_GENICAM_H
 #define VESK_GENICAM_IMPL_VESK_GENICAM_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "loader/vesk_hal.h"
@@ -88,6 +89,159 @@ VESK_GENICAM_API void VeskGenICamDeinit(void);
  * text is static. */
 VESK_GENICAM_API const char* Mlo_getErrorDescription(int code);
 
+/* ---- Boards and cameras ---- */
+
+/* Opens the board for camera access. Of flags only bit 0 counts (a Camera Link HS option);
+ * portMask is traced only, every port of the board is taken into use. On success *handle is the
+ * new board, else NULL. The board has no cameras until a scan. */
+VESK_GENICAM_API int Mlo_initBoardEx(Fg_Struct_s* board, unsigned int flags,
+                                     MloBoardHandle** handle, unsigned int portMask);
+/* Mlo_initBoardEx with every port. */
+VESK_GENICAM_API int Mlo_initBoard(Fg_Struct_s* board, unsigned int flags, MloBoardHandle** handle);
+/* Frees the board and all its cameras; their handles are dead afterwards. */
+VESK_GENICAM_API void Mlo_freeBoard(MloBoardHandle* board);
+/* A power cycle of the cameras on the ports of the mask. */
+VESK_GENICAM_API int Mlo_powerSwitch(MloBoardHandle* board, unsigned int portMask);
+/* command: 0 off, 1 on, 2 a power cycle. */
+VESK_GENICAM_API int Mlo_powerSwitchExt(MloBoardHandle* board, unsigned int portMask,
+                                        unsigned int command);
+/* Looks for cameras on the ports of the mask. flags 0x20: only refresh the camera table from the
+ * ports; 0x40: keep the objects of cameras that vanished. */
+VESK_GENICAM_API int Mlo_scanPortsEx(MloBoardHandle* board, unsigned int portMask,
+                                     unsigned int timeoutMs, unsigned int speed,
+                                     unsigned int flags);
+VESK_GENICAM_API int Mlo_scanPorts(MloBoardHandle* board, unsigned int portMask,
+                                   unsigned int timeoutMs, unsigned int speed);
+/* 1 if a camera with a link is on the physical port, else 0 (also for every failure). */
+VESK_GENICAM_API int Mlo_isCameraAvailable(MloBoardHandle* board, unsigned int port);
+/* As Mlo_isCameraAvailable, with the camera taken by index. */
+VESK_GENICAM_API int Mlo_isCameraAvailableAtIndex(MloBoardHandle* board, unsigned int index);
+/* The number of cameras of the last scan, or a negative code. */
+VESK_GENICAM_API int Mlo_getCameraCount(MloBoardHandle* board);
+/* The camera with a link on the physical port; *camera is NULL, and the result 0, where there is
+ * none. */
+VESK_GENICAM_API int Mlo_getCamera(MloBoardHandle* board, unsigned int port,
+                                   MloCameraHandle** camera);
+/* The camera at index 0 .. Mlo_getCameraCount() - 1. */
+VESK_GENICAM_API int Mlo_getCameraByIndex(MloBoardHandle* board, unsigned int index,
+                                          MloCameraHandle** camera);
+/* The camera's identity, NULL for a NULL camera. */
+VESK_GENICAM_API MloCameraInfo* Mlo_getCameraInfo(MloCameraHandle* camera);
+/* Reads the camera's identity again. Returns -2000 when it worked: treat that as success. */
+VESK_GENICAM_API int Mlo_updateCameraInfos(MloCameraHandle* camera);
+/* Reads the GenICam XML from the camera without building a node map. */
+VESK_GENICAM_API int Mlo_loadCameraXml(MloCameraHandle* camera);
+/* Reads the camera's XML, unless one was set with Mlo_setGenICamXML, and builds its node map. */
+VESK_GENICAM_API int Mlo_connectCamera(MloCameraHandle* camera);
+/* As Mlo_connectCamera, with the XML from a file. */
+VESK_GENICAM_API int Mlo_connectCameraWithExternalXml(MloCameraHandle* camera, char* path);
+/* Drops the node map and the XML; the handle stays valid. */
+VESK_GENICAM_API int Mlo_disconnectCamera(MloCameraHandle* camera);
+/* Tells whether the scan made a link to the camera: 0, or -1010 without one. board is unused. */
+VESK_GENICAM_API int Mlo_LinkConnect(MloBoardHandle* board, MloCameraHandle* camera);
+VESK_GENICAM_API int Mlo_CxpConnect(MloBoardHandle* board, MloCameraHandle* camera);
+VESK_GENICAM_API int Mlo_LinkDisconnect(MloCameraHandle* camera);
+VESK_GENICAM_API int Mlo_CxpDisconnect(MloCameraHandle* camera);
+/* Copies the camera's XML to buffer, which holds *size bytes, and sets *size to the XML's
+ * length; with a NULL buffer only the length is told. No terminator is added. */
+VESK_GENICAM_API int Mlo_getGenICamXML(MloCameraHandle* camera, char* buffer, size_t* size);
+/* An XML text for the next Mlo_connectCamera. */
+VESK_GENICAM_API int Mlo_setGenICamXML(MloCameraHandle* camera, const char* xml, size_t size);
+/* Frees the strings the camera handed out. */
+VESK_GENICAM_API int Mlo_clearStringCache(MloCameraHandle* camera);
+
+/* Kept for other transports: they do nothing and return -2000. */
+VESK_GENICAM_API int Mlo_getCameraByIp(MloBoardHandle* board, int reserved, unsigned int ip,
+                                       MloCameraHandle** camera);
+VESK_GENICAM_API int Mlo_getCameraByMac(MloBoardHandle* board, int reserved, unsigned char* mac,
+                                        MloCameraHandle** camera);
+VESK_GENICAM_API int Mlo_getCameraByUserName(MloBoardHandle* board, int reserved, char* name,
+                                             MloCameraHandle** camera);
+VESK_GENICAM_API int Mlo_getFirstCamera(MloBoardHandle* board, int reserved,
+                                        MloCameraHandle** camera);
+VESK_GENICAM_API int Mlo_scanNetwork(MloBoardHandle* board, int reserved, int timeoutMs);
+VESK_GENICAM_API int Mlo_switchCameraConnection(MloCameraHandle* camera, MloBoardHandle* board,
+                                                int reserved);
+VESK_GENICAM_API int Mlo_invalidateCache(MloCameraHandle* camera);
+VESK_GENICAM_API int Mlo_lockTLParams(MloCameraHandle* camera);
+VESK_GENICAM_API int Mlo_unlockTLParams(MloCameraHandle* camera);
+VESK_GENICAM_API int Mlo_enableChecks(MloCameraHandle* camera, unsigned int checks);
+VESK_GENICAM_API int Mlo_connectCameraSocket(MloCameraHandle* camera, unsigned int port,
+                                             unsigned int* socket);
+VESK_GENICAM_API int Mlo_disconnectCameraSocket(MloCameraHandle* camera, unsigned int socket);
+VESK_GENICAM_API int Mlo_sendCameraSocket(MloCameraHandle* camera, unsigned int socket,
+                                          const void* data, unsigned long size);
+VESK_GENICAM_API int Mlo_recvCameraSocket(MloCameraHandle* camera, unsigned int socket, void* data,
+                                          unsigned long* size, unsigned int timeoutMs);
+/* Always -1. */
+VESK_GENICAM_API int Mlo_callInternalFunction(MloBoardHandle* board, int function, void* data);
+/* Does nothing: the board owns its cameras and frees them with Mlo_freeBoard. */
+VESK_GENICAM_API void Mlo_freeCamera(MloCameraHandle* camera);
+
+/* ---- Registers and memory ----
+ * The camera functions go to the camera's master port and need a synchronised link; time-out
+ * 2000 ms unless given. The direct functions take a physical port of the board, which only needs
+ * a link; time-out 200 ms unless given. Register values are in host order, memory is passed as
+ * the camera has it. Addresses and lengths reach the port as 32 bits. */
+VESK_GENICAM_API int Mlo_registerReadFromCamera(MloCameraHandle* camera, uint32_t* value,
+                                                uint64_t address);
+VESK_GENICAM_API int Mlo_registerWriteToCamera(MloCameraHandle* camera, uint32_t value,
+                                               uint64_t address);
+VESK_GENICAM_API int Mlo_memoryReadFromCamera(MloCameraHandle* camera, void* buffer,
+                                              uint64_t address, uint64_t length);
+VESK_GENICAM_API int Mlo_memoryReadFromCameraWithTimeout(MloCameraHandle* camera, void* buffer,
+                                                         uint64_t address, uint64_t length,
+                                                         unsigned int timeoutMs);
+/* No terminator is added. */
+VESK_GENICAM_API int Mlo_stringReadFromCamera(MloCameraHandle* camera, char* buffer,
+                                              uint64_t address, unsigned int length);
+VESK_GENICAM_API int Mlo_memoryWriteToCamera(MloCameraHandle* camera, const void* buffer,
+                                             uint64_t address, uint64_t length);
+VESK_GENICAM_API int Mlo_memoryWriteToCameraWithTimeout(MloCameraHandle* camera, const void* buffer,
+                                                        uint64_t address, uint64_t length,
+                                                        unsigned int timeoutMs);
+
+/* A NULL value gives -1014. On a failed read *value holds what the port left there. */
+VESK_GENICAM_API int Mlo_DirectRegisterRead(MloBoardHandle* board, unsigned int port,
+                                            unsigned int address, uint32_t* value);
+VESK_GENICAM_API int Mlo_DirectRegisterRead64(MloBoardHandle* board, unsigned int port,
+                                              unsigned int address, uint32_t* value);
+/* With swap 0 the value goes out in host order, else in big-endian order. */
+VESK_GENICAM_API int Mlo_DirectRegisterWrite(MloBoardHandle* board, unsigned int port,
+                                             unsigned int address, uint32_t value,
+                                             unsigned int swap);
+VESK_GENICAM_API int Mlo_DirectRegisterWrite64(MloBoardHandle* board, unsigned int port,
+                                               uint64_t address, uint32_t value, unsigned int swap);
+/* Reads *length bytes; *length is left as it was, also after a short read. */
+VESK_GENICAM_API int Mlo_DirectRegisterReadMem(MloBoardHandle* board, unsigned int port,
+                                               unsigned int address, void* buffer,
+                                               unsigned int* length);
+VESK_GENICAM_API int Mlo_DirectRegisterReadMem64(MloBoardHandle* board, unsigned int port,
+                                                 uint64_t address, void* buffer,
+                                                 unsigned int* length);
+VESK_GENICAM_API int Mlo_DirectRegisterWriteMem(MloBoardHandle* board, unsigned int port,
+                                                unsigned int address, const void* buffer,
+                                                unsigned int length);
+VESK_GENICAM_API int Mlo_DirectRegisterWriteMem64(MloBoardHandle* board, unsigned int port,
+                                                  uint64_t address, const void* buffer,
+                                                  unsigned int length);
+VESK_GENICAM_API int Mlo_DirectRegisterReadMemWithTimeOut(MloBoardHandle* board, unsigned int port,
+                                                          unsigned int address, void* buffer,
+                                                          unsigned int* length,
+                                                          unsigned int timeoutMs);
+VESK_GENICAM_API int Mlo_DirectRegisterReadMemWithTimeOut64(MloBoardHandle* board,
+                                                            unsigned int port, uint64_t address,
+                                                            void* buffer, unsigned int* length,
+                                                            unsigned int timeoutMs);
+VESK_GENICAM_API int Mlo_DirectRegisterWriteMemWithTimeOut(MloBoardHandle* board, unsigned int port,
+                                                           unsigned int address, const void* buffer,
+                                                           unsigned int length,
+                                                           unsigned int timeoutMs);
+VESK_GENICAM_API int Mlo_DirectRegisterWriteMemWithTimeOut64(MloBoardHandle* board,
+                                                             unsigned int port, uint64_t address,
+                                                             const void* buffer,
+                                                             unsigned int length,
+                                                             unsigned int timeoutMs);
 /* Camera features by name, through the node map that Mlo_connectCamera built. A feature of
  * another type than the function's is refused like an unknown name. Integer, boolean and float
  * reads use the node map's cache. Strings handed out belong to the camera and stay valid until

@@ -1,0 +1,118 @@
+#ifndef VESK_TESTS_UNIT_API_API_TEST_BOARD_H
+#define VESK_TESTS_UNIT_API_API_TEST_BOARD_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TestController.h"
+#include "vesk_genicam/impl/ApiCall.h"
+#include "vesk_genicam/impl/Driver.h"
+#include "vesk_genicam/impl/vesk_genicam.h"
+
+namespace vesk::test {
+
+// A board of the fake board library with a test controller, handed to the exported functions as
+// their handle. The test owns it unless it hands it to Mlo_freeBoard.
+class ApiTestBoard {
+ public:
+  explicit ApiTestBoard(unsigned int portCount = 4)
+      : owned_(std::make_unique<TestController>(portCount, &destroyed)),
+        controller(*owned_),
+        driver(new CDriver(
+            [this](CDriver::EControllerKind, Fg_Struct_s*, bool) { return owned_.release(); })) {
+    fgBoard_ = {VHalInitDevice(0), nullptr};
+    EXPECT_EQ(driver->Init(&fgBoard_, false), 0);
+  }
+  ~ApiTestBoard() {
+    delete driver;
+    VHalFreeDevice(fgBoard_.device);
+  }
+  ApiTestBoard(const ApiTestBoard&) = delete;
+  ApiTestBoard& operator=(const ApiTestBoard&) = delete;
+
+  MloBoardHandle* Handle() const { return reinterpret_cast<MloBoardHandle*>(driver); }
+  // Mlo_freeBoard took the driver.
+  void Freed() { driver = nullptr; }
+  // Camera `camera` with its master on port `master`, found by a discovery of the board.
+  MloCameraHandle* Camera(unsigned int master, unsigned int camera = 1) {
+    controller.Link(master, camera, 0);
+    EXPECT_EQ(driver->Discovery(0xF, 0, 0, 0), 0);
+    return reinterpret_cast<MloCameraHandle*>(driver->GetCameraByGrabberPort(master));
+  }
+
+  // Set when the driver destroyed its controller.
+  bool destroyed = false;
+
+ private:
+  // Until the driver takes it.
+  std::unique_ptr<TestController> owned_;
+  Fg_Struct_s fgBoard_{};
+
+ public:
+  TestController& controller;
+  CDriver* driver;
+};
+
+inline std::string Thread() { return std::to_string(genicam::CurrentThreadId()); }
+
+inline std::string Pointer(const void* pointer) {
+  std::ostringstream text;
+  text << pointer;
+  return text.str();
+}
+
+// The level 5 lines since the last call, and the trace lines of level 1 with their prefix cut
+// off at the thread id.
+struct ApiLines {
+  std::vector<std::string> failures;
+  std::vector<std::string> trace;
+};
+
+inline ApiLines TakeApiLines() {
+  ApiLines lines;
+  const std::string thread = ",thread-id=" + Thread();
+  for (const CapturedLine& line : CapturedLog::Take()) {
+    if (line.level == 5) lines.failures.push_back(line.text);
+    if (line.level != 1) continue;
+    const size_t at = line.text.find(thread);
+    lines.trace.push_back(at == std::string::npos ? line.text
+                                                  : line.text.substr(at + thread.size()));
+  }
+  return lines;
+}
+
+// A call with its expected code and, for a failed check, the message of its line.
+struct CheckCase {
+  const char* name;
+  std::function<int()> call;
+  int code;
+  const char* message;
+};
+
+// Each case writes exactly its one failure line, and its exit line shows the code.
+inline void ExpectChecks(const std::vector<CheckCase>& cases) {
+  for (const CheckCase& check : cases) {
+    SCOPED_TRACE(check.name);
+    CapturedLog::Take();
+    EXPECT_EQ(check.call(), check.code);
+    const ApiLines lines = TakeApiLines();
+    ASSERT_EQ(lines.failures.size(), 1u);
+    const std::string& failure = lines.failures[0];
+    EXPECT_EQ(failure.rfind("thread-id=" + Thread() + ",", 0), 0u) << failure;
+    EXPECT_EQ(failure.substr(failure.find('|') + 1), check.message);
+    ASSERT_FALSE(lines.trace.empty());
+    EXPECT_NE(lines.trace.back().find(",return=" + std::to_string(check.code) + ","),
+              std::string::npos)
+        << lines.trace.back();
+  }
+}
+
+}  // namespace vesk::test
+
+#endif

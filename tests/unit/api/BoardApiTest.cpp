@@ -1,0 +1,376 @@
+// The board and camera functions over a board with a test controller: the order of their checks,
+// their codes and lines, and what each hands on to the driver and the camera.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/TempDir.h"
+#include "tests/unit/api/ApiTestBoard.h"
+
+namespace vesk::test {
+namespace {
+
+using ::testing::HasSubstr;
+
+MloCameraHandle* const kSomeCamera = reinterpret_cast<MloCameraHandle*>(0x5ca);
+MloBoardHandle* const kSomeBoard = reinterpret_cast<MloBoardHandle*>(0xb0a);
+
+class BoardApi : public ::testing::Test {
+ protected:
+  void SetUp() override { CapturedLog::SetDefaultLevel(1); }
+
+  CCameraInterface* Object(MloCameraHandle* camera) {
+    return reinterpret_cast<CCameraInterface*>(camera);
+  }
+
+  ApiTestBoard board;
+};
+
+TEST_F(BoardApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
+  Fg_Struct_s fgBoard{nullptr, nullptr};
+  MloBoardHandle* newBoard = kSomeBoard;
+  MloCameraHandle* camera = kSomeCamera;
+  MloBoardHandle* b = board.Handle();
+  MloCameraHandle* linked = board.Camera(0);
+  char path[] = "/nonexistent/vesk-camera.xml";
+  char buffer[4];
+  size_t size = sizeof buffer;
+  ExpectChecks({
+      {"initBoardEx board", [&] { return Mlo_initBoardEx(nullptr, 0, nullptr, 1); }, -1991,
+       "Invalid FG handle"},
+      {"initBoardEx handle", [&] { return Mlo_initBoardEx(&fgBoard, 0, nullptr, 1); }, -1991,
+       "Invalid board handle pointer"},
+      {"initBoard", [&] { return Mlo_initBoard(nullptr, 0, &newBoard); }, -1991,
+       "Invalid FG handle"},
+      {"powerSwitch mask", [&] { return Mlo_powerSwitch(nullptr, 0); }, -1208,
+       "Invalid Port Mask "},
+      {"powerSwitch board", [&] { return Mlo_powerSwitch(nullptr, 1); }, -1001,
+       "Invalid board handle"},
+      {"powerSwitchExt mask", [&] { return Mlo_powerSwitchExt(nullptr, 0, 1); }, -1208,
+       "Invalid Port Mask "},
+      {"powerSwitchExt board", [&] { return Mlo_powerSwitchExt(nullptr, 1, 1); }, -1001,
+       "Invalid board handle"},
+      {"scanPortsEx mask", [&] { return Mlo_scanPortsEx(nullptr, 0, 10, 0, 0); }, -1208,
+       "Invalid Port Mask "},
+      {"scanPortsEx board", [&] { return Mlo_scanPortsEx(nullptr, 1, 10, 0, 0); }, -1001,
+       "Invalid board handle"},
+      {"scanPorts", [&] { return Mlo_scanPorts(nullptr, 0, 10, 0); }, -1208, "Invalid Port Mask "},
+      {"isCameraAvailable board", [&] { return Mlo_isCameraAvailable(nullptr, 0); }, 0,
+       "Invalid board handle"},
+      {"isCameraAvailable camera", [&] { return Mlo_isCameraAvailable(b, 3); }, 0,
+       "Invalid camera handle"},
+      {"isCameraAvailableAtIndex board", [&] { return Mlo_isCameraAvailableAtIndex(nullptr, 0); },
+       0, "Invalid board handle"},
+      {"isCameraAvailableAtIndex camera", [&] { return Mlo_isCameraAvailableAtIndex(b, 1); }, 0,
+       "Invalid camera handle"},
+      {"getCameraCount", [&] { return Mlo_getCameraCount(nullptr); }, -1001,
+       "Invalid board handle"},
+      {"getCamera pointer", [&] { return Mlo_getCamera(nullptr, 0, nullptr); }, -1991,
+       "Invalid camera handle pointer"},
+      {"getCamera board", [&] { return Mlo_getCamera(nullptr, 0, &camera); }, -1001,
+       "Invalid board handle"},
+      {"getCameraByIndex board", [&] { return Mlo_getCameraByIndex(nullptr, 0, nullptr); }, -1001,
+       "Invalid board handle"},
+      {"getCameraByIndex index", [&] { return Mlo_getCameraByIndex(b, 1, &camera); }, -1991,
+       "Invalid camera handle"},
+      {"updateCameraInfos", [&] { return Mlo_updateCameraInfos(nullptr); }, -1001,
+       "Invalid boardHandle"},
+      {"loadCameraXml", [&] { return Mlo_loadCameraXml(nullptr); }, -1000, "Invalid camera handle"},
+      {"connectCamera", [&] { return Mlo_connectCamera(nullptr); }, -1000, "Invalid camera handle"},
+      {"external camera", [&] { return Mlo_connectCameraWithExternalXml(nullptr, nullptr); }, -1000,
+       "Invalid camera handle"},
+      {"external path", [&] { return Mlo_connectCameraWithExternalXml(linked, nullptr); }, -1003,
+       "Invalid file name"},
+      {"external file", [&] { return Mlo_connectCameraWithExternalXml(linked, path); }, -1002,
+       "File not found"},
+      {"disconnectCamera", [&] { return Mlo_disconnectCamera(nullptr); }, -1000,
+       "Invalid camera handle"},
+      {"LinkConnect", [&] { return Mlo_LinkConnect(b, nullptr); }, -1001, "Invalid boardHandle"},
+      {"LinkDisconnect", [&] { return Mlo_LinkDisconnect(nullptr); }, -1001, "Invalid boardHandle"},
+      {"getGenICamXML size", [&] { return Mlo_getGenICamXML(nullptr, buffer, nullptr); }, -1991,
+       "Invalid value pointer"},
+      {"getGenICamXML camera", [&] { return Mlo_getGenICamXML(nullptr, buffer, &size); }, -1000,
+       "Invalid camera handle"},
+      {"setGenICamXML xml", [&] { return Mlo_setGenICamXML(nullptr, nullptr, 0); }, -1991,
+       "Invalid value pointer"},
+      {"setGenICamXML camera", [&] { return Mlo_setGenICamXML(nullptr, "<x/>", 4); }, -1000,
+       "Invalid camera handle"},
+      {"clearStringCache", [&] { return Mlo_clearStringCache(nullptr); }, -1000,
+       "Invalid camera handle"},
+  });
+  // A failed check changes nothing the caller handed in.
+  EXPECT_EQ(camera, kSomeCamera);
+  EXPECT_EQ(newBoard, kSomeBoard);
+}
+
+TEST_F(BoardApi, LinesNameTheArgumentsInTheFormOfTheFunction) {
+  MloBoardHandle* b = board.Handle();
+  const std::string boardText = ",handle=(P14MloBoardHandle)" + Pointer(b);
+  MloCameraHandle* camera = reinterpret_cast<MloCameraHandle*>(0x77);
+  Mlo_getCameraByIndex(b, 9, &camera);
+  Mlo_isCameraAvailable(b, 6);
+  Mlo_powerSwitchExt(nullptr, 0, 2);
+  Mlo_getGenICamXML(nullptr, nullptr, nullptr);
+  const ApiLines lines = TakeApiLines();
+  const std::string thread = "thread-id=" + Thread();
+  EXPECT_EQ(lines.failures,
+            (std::vector<std::string>{
+                thread + boardText + ",index=9|Invalid camera handle",
+                thread + boardText + ",port-index=6|Invalid camera handle",
+                thread + ",port-mask=0,handle=(P14MloBoardHandle)0|Invalid Port Mask ",
+                thread + ",handle=(P15MloCameraHandle)0|Invalid value pointer",
+            }));
+  ASSERT_EQ(lines.trace.size(), 8u);
+  EXPECT_EQ(lines.trace[0], boardText + ",index=9|Entering Mlo_getCameraByIndex");
+  EXPECT_EQ(lines.trace[4],
+            ",port-mask=0,handle=(P14MloBoardHandle)0|Entering Mlo_powerSwitchExt; Command: 2");
+  EXPECT_EQ(lines.trace[6], ",handle=(P15MloCameraHandle)0|Entering Mlo_getGenICamXML; Xml: ");
+  // The camera pointer of a failed lookup is left as it was.
+  EXPECT_EQ(camera, reinterpret_cast<MloCameraHandle*>(0x77));
+}
+
+TEST_F(BoardApi, ScanHandsOnItsArgumentsAndFindsTheCamerasByIndexAndByPort) {
+  board.controller.Link(1, 7, 0);
+  board.controller.Link(2, 7, 1);
+  board.controller.Link(3, 8, 0);
+  MloBoardHandle* b = board.Handle();
+  EXPECT_EQ(Mlo_scanPortsEx(b, 0xE, 1500, 3125, 0x40), 0);
+  EXPECT_EQ(board.controller.journal.back(), "Discovery 14 3125 1500 64");
+  board.controller.discoveryCode = -1207;
+  EXPECT_EQ(Mlo_scanPorts(b, 0x2, 700, 6250), -1207);
+  EXPECT_EQ(board.controller.journal.back(), "Discovery 2 6250 700 0");
+
+  ASSERT_EQ(Mlo_getCameraCount(b), 2);
+  MloCameraHandle* first = nullptr;
+  MloCameraHandle* second = nullptr;
+  ASSERT_EQ(Mlo_getCameraByIndex(b, 0, &first), 0);
+  ASSERT_EQ(Mlo_getCameraByIndex(b, 1, &second), 0);
+  EXPECT_NE(first, second);
+  MloCameraHandle* byPort = kSomeCamera;
+  EXPECT_EQ(Mlo_getCamera(b, 2, &byPort), 0);
+  EXPECT_EQ(Object(byPort)->GetPortInterface(), &board.controller.Port(1));
+  EXPECT_EQ(Mlo_getCamera(b, 0, &byPort), 0);
+  EXPECT_EQ(byPort, nullptr);
+  // An index equal to the count is one too many.
+  MloCameraHandle* beyond = kSomeCamera;
+  EXPECT_EQ(Mlo_getCameraByIndex(b, 2, &beyond), -1991);
+  EXPECT_EQ(beyond, kSomeCamera);
+
+  EXPECT_EQ(Mlo_isCameraAvailable(b, 3), 1);
+  EXPECT_EQ(Mlo_isCameraAvailableAtIndex(b, 0), 1);
+  board.controller.Port(3).speed = kNoLinkSpeed;
+  EXPECT_EQ(Mlo_isCameraAvailable(b, 3), 0);
+}
+
+TEST_F(BoardApi, ScanPortsTracesAroundTheExtendedScan) {
+  MloBoardHandle* b = board.Handle();
+  CapturedLog::Take();
+  Mlo_scanPorts(b, 3, 100, 1250);
+  const std::string args = ",port-mask=3,handle=(P14MloBoardHandle)" + Pointer(b);
+  EXPECT_EQ(TakeApiLines().trace, (std::vector<std::string>{
+                                      args + "|Entering Mlo_scanPorts; Speed: 1250",
+                                      args + "|Entering Mlo_scanPortsEx; Speed: 1250; Flags: 0",
+                                      ",return=0" + args + "|Leaving Mlo_scanPortsEx",
+                                      ",return=0" + args + "|Leaving Mlo_scanPorts",
+                                  }));
+}
+
+TEST_F(BoardApi, HandedOutHandlesStandBeforeTheResultInTheExitLine) {
+  MloBoardHandle* b = board.Handle();
+  MloCameraHandle* camera = board.Camera(2);
+  CapturedLog::Take();
+  MloCameraHandle* found = nullptr;
+  ASSERT_EQ(Mlo_getCameraByIndex(b, 0, &found), 0);
+  EXPECT_EQ(found, camera);
+  MloCameraInfo* info = Mlo_getCameraInfo(camera);
+  ASSERT_NE(info, nullptr);
+  EXPECT_EQ(Mlo_getCameraInfo(nullptr), nullptr);
+  const ApiLines lines = TakeApiLines();
+  ASSERT_EQ(lines.trace.size(), 6u);
+  EXPECT_EQ(lines.trace[1], ",handle=(P15MloCameraHandle)" + Pointer(camera) +
+                                ",return=0,handle=(P14MloBoardHandle)" + Pointer(b) +
+                                ",index=0|Leaving Mlo_getCameraByIndex");
+  EXPECT_EQ(lines.trace[3], ",handle=(P13MloCameraInfo)" + Pointer(info) +
+                                ",return=0,handle=(P15MloCameraHandle)" + Pointer(camera) +
+                                "|Leaving Mlo_getCameraInfo");
+  EXPECT_EQ(lines.trace[5], ",return=-1000,handle=(P15MloCameraHandle)0|Leaving Mlo_getCameraInfo");
+  EXPECT_EQ(lines.failures.size(), 1u);
+}
+
+TEST_F(BoardApi, UpdateCameraInfosAnswersNotImplementedAfterDoingItsWork) {
+  MloCameraHandle* camera = board.Camera(0);
+  CapturedLog::Take();
+  EXPECT_EQ(Mlo_updateCameraInfos(camera), -2000);
+  EXPECT_EQ(board.controller.Port(0).infoUpdates, 1);
+  const ApiLines lines = TakeApiLines();
+  ASSERT_EQ(lines.trace.size(), 2u);
+  EXPECT_THAT(lines.trace[1], HasSubstr(",return=0,"));
+  EXPECT_TRUE(lines.failures.empty());
+}
+
+TEST_F(BoardApi, ConnectNeedsTheLinkAndKeepsAnEarlierNodeMapWithoutIt) {
+  MloCameraHandle* camera = board.Camera(1);
+  TestPort& port = board.controller.Port(1);
+  ASSERT_EQ(Mlo_connectCamera(camera), 0);
+  GenApi::CNodeMapRef* map = Object(camera)->GetCameraNodeMap();
+  ASSERT_NE(map, nullptr);
+  EXPECT_EQ(port.xmlLoads, 1);
+
+  port.speed = kNoLinkSpeed;
+  EXPECT_EQ(Mlo_connectCamera(camera), -1211);
+  EXPECT_EQ(Mlo_loadCameraXml(camera), -1211);
+  EXPECT_EQ(Object(camera)->GetCameraNodeMap(), map);
+  EXPECT_EQ(port.xmlLoads, 1);
+  EXPECT_EQ(Mlo_LinkConnect(nullptr, camera), -1010);
+  EXPECT_EQ(Mlo_CxpConnect(nullptr, camera), -1010);
+
+  port.speed = 6250;
+  EXPECT_EQ(Mlo_LinkConnect(nullptr, camera), 0);
+  EXPECT_EQ(Mlo_loadCameraXml(camera), 0);
+  EXPECT_EQ(port.xmlLoads, 2);
+  // Disconnecting drops the map and the XML, so that a new connect reads the camera again.
+  EXPECT_EQ(Mlo_disconnectCamera(camera), 0);
+  EXPECT_EQ(Mlo_disconnectCamera(camera), 0);
+  EXPECT_EQ(Object(camera)->GetCameraNodeMap(), nullptr);
+  EXPECT_EQ(Mlo_connectCamera(camera), 0);
+  EXPECT_EQ(port.xmlLoads, 3);
+}
+
+TEST_F(BoardApi, TheXmlCanBeSetReadBackAndTakenFromAFile) {
+  MloCameraHandle* camera = board.Camera(0);
+  const std::string xml = TestCameraDescription("");
+  ASSERT_EQ(Mlo_setGenICamXML(camera, xml.c_str(), xml.size()), 0);
+  size_t size = 0;
+  ASSERT_EQ(Mlo_getGenICamXML(camera, nullptr, &size), 0);
+  EXPECT_EQ(size, xml.size());
+  std::string back(size, '\0');
+  ASSERT_EQ(Mlo_getGenICamXML(camera, back.data(), &size), 0);
+  EXPECT_EQ(back, xml);
+  // A set description is used as it stands, without reading the camera.
+  ASSERT_EQ(Mlo_connectCamera(camera), 0);
+  EXPECT_EQ(board.controller.Port(0).xmlLoads, 0);
+
+  TempDir dir;
+  std::ofstream(dir.File("empty.xml")).close();
+  std::ofstream(dir.File("camera.xml")) << xml;
+  std::string empty = dir.File("empty.xml");
+  std::string file = dir.File("camera.xml");
+  EXPECT_EQ(Mlo_connectCameraWithExternalXml(camera, empty.data()), -1008);
+  CapturedLog::Take();
+  EXPECT_EQ(Mlo_connectCameraWithExternalXml(camera, file.data()), 0);
+  const ApiLines lines = TakeApiLines();
+  ASSERT_FALSE(lines.trace.empty());
+  EXPECT_EQ(lines.trace[0], ",handle=(P15MloCameraHandle)" + Pointer(camera) +
+                                "|Entering Mlo_connectCameraWithExternalXml; File: " + file);
+  EXPECT_NE(Object(camera)->GetCameraNodeMap(), nullptr);
+  board.controller.Port(0).speed = kNoLinkSpeed;
+  EXPECT_EQ(Mlo_connectCameraWithExternalXml(camera, file.data()), -1211);
+}
+
+TEST_F(BoardApi, CxpFunctionsTraceAroundTheLinkFunctions) {
+  MloCameraHandle* camera = board.Camera(0);
+  CapturedLog::Take();
+  EXPECT_EQ(Mlo_CxpConnect(board.Handle(), camera), 0);
+  EXPECT_EQ(Mlo_CxpDisconnect(nullptr), -1001);
+  const std::string args = ",handle=(P15MloCameraHandle)" + Pointer(camera);
+  const ApiLines lines = TakeApiLines();
+  EXPECT_EQ(lines.trace,
+            (std::vector<std::string>{
+                args + "|Entering Mlo_CxpConnect",
+                args + "|Entering Mlo_LinkConnect",
+                ",return=0" + args + "|Leaving Mlo_LinkConnect",
+                ",return=0" + args + "|Leaving Mlo_CxpConnect",
+                ",handle=(P15MloCameraHandle)0|Entering Mlo_CxpDisconnect",
+                ",handle=(P15MloCameraHandle)0|Entering Mlo_LinkDisconnect",
+                ",return=-1001,handle=(P15MloCameraHandle)0|Leaving Mlo_LinkDisconnect",
+                ",return=-1001,handle=(P15MloCameraHandle)0|Leaving Mlo_CxpDisconnect",
+            }));
+  EXPECT_EQ(lines.failures.size(), 1u);
+}
+
+TEST_F(BoardApi, PowerGoesToTheControllerWhateverItAnswers) {
+  MloBoardHandle* b = board.Handle();
+  EXPECT_EQ(Mlo_powerSwitchExt(b, 3, 1), 0);
+  EXPECT_EQ(Mlo_powerSwitchExt(b, 4, 0), 0);
+  EXPECT_EQ(Mlo_powerSwitch(b, 5), 0);
+  const std::vector<std::string>& journal = board.controller.journal;
+  EXPECT_EQ(std::vector<std::string>(journal.end() - 4, journal.end()),
+            (std::vector<std::string>{"Enable 3", "Disable 4", "Disable 5", "Enable 5"}));
+}
+
+TEST_F(BoardApi, FreeBoardDestroysTheDriverAndItsControllerAndTracesANullBoard) {
+  board.Camera(0);
+  Mlo_freeBoard(board.Handle());
+  board.Freed();
+  EXPECT_TRUE(board.destroyed);
+  CapturedLog::Take();
+  Mlo_freeBoard(nullptr);
+  const ApiLines lines = TakeApiLines();
+  EXPECT_EQ(lines.failures,
+            (std::vector<std::string>{"thread-id=" + Thread() +
+                                      ",handle=(P14MloBoardHandle)0|Invalid board handle"}));
+  ASSERT_EQ(lines.trace.size(), 2u);
+  EXPECT_EQ(lines.trace[1], ",return=-1001,handle=(P14MloBoardHandle)0|Leaving Mlo_freeBoard");
+}
+
+// The fake board library's board is a Camera Link board, for which the library has no transport
+// yet: the driver is given up again and the handle is null.
+TEST_F(BoardApi, InitBoardGivesUpTheDriverWhenTheBoardHasNoTransport) {
+  Fg_Struct_s fgBoard{VHalInitDevice(0), nullptr};
+  ASSERT_NE(fgBoard.device, nullptr);
+  CapturedLog::Take();
+  MloBoardHandle* handle = board.Handle();
+  EXPECT_EQ(Mlo_initBoardEx(&fgBoard, 1, &handle, 0), -1011);
+  EXPECT_EQ(handle, nullptr);
+  const ApiLines lines = TakeApiLines();
+  ASSERT_GE(lines.trace.size(), 2u);
+  const std::string args = ",handle=(PK11Fg_Struct_s)" + Pointer(&fgBoard) +
+                           ",board-index=3,board-serial=1a2b3c,board-type=a42,port-mask=0,"
+                           "handle=(P11Fg_Struct_s)" +
+                           Pointer(&fgBoard);
+  EXPECT_EQ(lines.trace.front(), args + "|Entering Mlo_initBoardEx");
+  EXPECT_EQ(lines.trace.back(), ",return=-1011" + args + "|Leaving Mlo_initBoardEx");
+
+  handle = board.Handle();
+  EXPECT_EQ(Mlo_initBoard(&fgBoard, 0, &handle), -1011);
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_THAT(TakeApiLines().trace.front(), HasSubstr(",port-mask=65535,"));
+  VHalFreeDevice(fgBoard.device);
+}
+
+TEST(BoardApiStubs, OtherTransportsFunctionsDoNothingAndWriteNothing) {
+  CapturedLog::SetDefaultLevel(1);
+  CapturedLog::Take();
+  MloCameraHandle* camera = nullptr;
+  unsigned int socket = 0;
+  unsigned long size = 0;
+  unsigned char mac[6] = {};
+  char name[] = "cam";
+  const int results[] = {
+      Mlo_getCameraByIp(nullptr, 0, 0, &camera),
+      Mlo_getCameraByMac(nullptr, 0, mac, &camera),
+      Mlo_getCameraByUserName(nullptr, 0, name, &camera),
+      Mlo_getFirstCamera(nullptr, 0, &camera),
+      Mlo_scanNetwork(nullptr, 0, 0),
+      Mlo_switchCameraConnection(nullptr, nullptr, 0),
+      Mlo_invalidateCache(nullptr),
+      Mlo_lockTLParams(nullptr),
+      Mlo_unlockTLParams(nullptr),
+      Mlo_enableChecks(nullptr, 1),
+      Mlo_connectCameraSocket(nullptr, 0, &socket),
+      Mlo_disconnectCameraSocket(nullptr, 0),
+      Mlo_sendCameraSocket(nullptr, 0, name, 1),
+      Mlo_recvCameraSocket(nullptr, 0, name, &size, 0),
+      Mlo_registerCameraEventCallback(nullptr, nullptr, nullptr),
+  };
+  for (int result : results) EXPECT_EQ(result, -2000);
+  EXPECT_EQ(Mlo_callInternalFunction(nullptr, 0, nullptr), -1);
+  Mlo_freeCamera(kSomeCamera);
+  EXPECT_TRUE(CapturedLog::Take().empty());
+}
+
+}  // namespace
+}  // namespace vesk::test
