@@ -26,7 +26,8 @@ gcstring CStringNode::GetValue(bool, bool ignoreCache) {
   Read(
       [&](GError** error) {
         const char* text = arv_gc_string_get_value(ARV_GC_STRING(node_), error);
-        if (text) value = text;
+        // After a failed read the text is Aravis's buffer as it was, not always terminated.
+        if (text && !*error) value = text;
       },
       ignoreCache);
   return value;

@@ -169,6 +169,8 @@ TEST(NodeCache, WhatThePortThrowsArrivesUnchanged) {
   } catch (const GenICam::TimeoutException& error) {
     EXPECT_STREQ(error.GetDescription(), "no answer within 200 ms");
   }
+  // A string read that fails must not take the unterminated buffer for text.
+  EXPECT_THROW(camera.Get<IString>("Label")->GetValue(false, true), GenICam::TimeoutException);
   camera.port.failure = [](int64_t) { throw std::runtime_error("link down"); };
   EXPECT_THROW(camera.Get<IInteger>("Gain")->SetValue(2), std::runtime_error);
 
