@@ -17,8 +17,6 @@ namespace vesk::genicam {
 // The source name that the trace of every exported function carries.
 constexpr const char* kApiSourceFile = "vesk_genicam/impl/vesk_genicam";
 
-inline uint64_t CurrentThreadId() { return static_cast<uint64_t>(pthread_self()); }
-
 // The frame of one exported function. Made first thing on entry; every path stores its code
 // with Return or Fail and the destructor logs the exit. With level 1 off it costs the level test:
 // no scope, no string, no formatter call.
@@ -59,12 +57,7 @@ class ApiCall {
 
   // A rejected argument or a failure: one line at level 5 with the arguments, then the code.
   int Fail(int code, const std::string& message) {
-    tools::logging::Logger* logger = GetLibraryLogger();
-    if (logger->IsEnabled(5)) {
-      const std::string line =
-          "thread-id=" + std::to_string(CurrentThreadId()) + formatter_() + "|" + message;
-      logger->Write(5, line.c_str());
-    }
+    WriteThreadLine(GetLibraryLogger(), 5, [&] { return formatter_() + "|" + message; });
     return Return(code);
   }
 

@@ -1,5 +1,7 @@
 #include "vesk_genicam/impl/CameraInterface.h"
 
+#include "vesk_genicam/impl/LibraryLogger.h"
+
 #include <pthread.h>
 
 #include <algorithm>
@@ -363,9 +365,6 @@ int CCameraInterface::DoPostConnect() {
 }
 
 void CCameraInterface::Log(unsigned int level, const char* text, const char* detail) {
-  vesk::tools::logging::Logger* logger = GetLogger();
-  if (!logger->IsEnabled(level)) return;
-  const std::string line =
-      "thread-id=" + std::to_string(static_cast<uint64_t>(pthread_self())) + "|" + text + detail;
-  logger->Write(level, line.c_str());
+  vesk::genicam::WriteThreadLine(GetLogger(), level,
+                                 [&] { return std::string("|") + text + detail; });
 }

@@ -1,5 +1,7 @@
 #include "vesk_genicam/impl/Driver.h"
 
+#include "vesk_genicam/impl/LibraryLogger.h"
+
 #include <pthread.h>
 #include <unistd.h>
 
@@ -52,11 +54,8 @@ vesk::tools::logging::Logger* CDriver::GetLogger() {
 }
 
 void CDriver::Log(unsigned int level, const char* text, const char* detail) {
-  vesk::tools::logging::Logger* logger = GetLogger();
-  if (!logger->IsEnabled(level)) return;
-  const std::string line =
-      "thread-id=" + std::to_string(static_cast<uint64_t>(pthread_self())) + "|" + text + detail;
-  logger->Write(level, line.c_str());
+  vesk::genicam::WriteThreadLine(GetLogger(), level,
+                                 [&] { return std::string("|") + text + detail; });
 }
 
 CDriver::EControllerKind CDriver::ControllerKindOf(int boardType) {

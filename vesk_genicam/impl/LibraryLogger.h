@@ -1,6 +1,11 @@
 #ifndef VESK_GENICAM_IMPL_LIBRARY_LOGGER_H
 #define VESK_GENICAM_IMPL_LIBRARY_LOGGER_H
 
+#include <pthread.h>
+
+#include <cstdint>
+#include <string>
+
 #include "tools/logging/Logger.h"
 
 namespace vesk::genicam {
@@ -11,6 +16,17 @@ namespace vesk::genicam {
 tools::logging::Logger* GetLibraryLogger();
 // Forgets the logger; the next GetLibraryLogger asks for it again.
 void ResetLibraryLogger();
+
+inline uint64_t CurrentThreadId() { return static_cast<uint64_t>(pthread_self()); }
+
+// One line "thread-id=<id>" + rest() at the level; rest() is called only when the level is on,
+// so that a line nobody reads costs no formatting.
+template <class Rest>
+void WriteThreadLine(tools::logging::Logger* logger, unsigned int level, const Rest& rest) {
+  if (!logger->IsEnabled(level)) return;
+  const std::string line = "thread-id=" + std::to_string(CurrentThreadId()) + rest();
+  logger->Write(level, line.c_str());
+}
 
 }  // namespace vesk::genicam
 

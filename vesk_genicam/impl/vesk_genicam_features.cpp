@@ -29,12 +29,8 @@ std::string Text(const char* text) { return text ? text : ""; }
 
 // A failure line of the helpers below, with the arguments of the exported call they serve.
 int Fail(const ArgumentFormatter& formatter, int code, const std::string& message) {
-  vesk::tools::logging::Logger* logger = vesk::genicam::GetLibraryLogger();
-  if (logger->IsEnabled(5)) {
-    const std::string line = "thread-id=" + std::to_string(vesk::genicam::CurrentThreadId()) +
-                             formatter() + "|" + message;
-    logger->Write(5, line.c_str());
-  }
+  vesk::genicam::WriteThreadLine(vesk::genicam::GetLibraryLogger(), 5,
+                                 [&] { return formatter() + "|" + message; });
   return code;
 }
 
