@@ -1,7 +1,5 @@
 #include "vesk_genicam/impl/CameraInterface.h"
 
-#include "vesk_genicam/impl/LibraryLogger.h"
-
 #include <pthread.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include <utility>
 
 #include "tools/logging/Logging.h"
+#include "vesk_genicam/impl/LibraryLogger.h"
 
 namespace {
 

@@ -1,7 +1,5 @@
 #include "vesk_genicam/impl/Driver.h"
 
-#include "vesk_genicam/impl/LibraryLogger.h"
-
 #include <pthread.h>
 #include <unistd.h>
 
@@ -14,6 +12,7 @@
 
 #include "templates/platform/RecursiveMutexGuard.h"
 #include "tools/logging/Logging.h"
+#include "vesk_genicam/impl/LibraryLogger.h"
 
 using vesk::templates::platform::RecursiveMutexGuard;
 
