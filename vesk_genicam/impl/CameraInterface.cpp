@@ -1,6 +1,5 @@
 #include "vesk_genicam/impl/CameraInterface.h"
 
-#include <pthread.h>
 
 #include <algorithm>
 #include <cctype>

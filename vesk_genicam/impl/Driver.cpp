@@ -1,6 +1,5 @@
 #include "vesk_genicam/impl/Driver.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
