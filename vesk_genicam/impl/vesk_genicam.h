@@ -311,6 +311,61 @@ typedef int (*MloCameraEventCallback)(MloCameraHandle* camera, const MloEventInf
 VESK_GENICAM_API int Mlo_registerCameraEventCallback(MloCameraHandle* camera,
                                                      MloCameraEventCallback callback, void* user);
 
+/* Board configuration and connection profiles.
+ *
+ * A board configuration file holds the camera layout that a scan found: per camera its stream
+ * packet size, link speed, master ID and the ports of its links. Saving walks the cameras by
+ * index and ends at the first one without a link. Loading compares the file with the cameras
+ * found now and changes nothing: -1999 for a difference, -1014 for a bad file, -1003 for a
+ * missing one. A link that moved to another frame-grabber port alone still gives 0. */
+VESK_GENICAM_API int Mlo_SaveBoardConfiguration(MloBoardHandle* board, const char* file);
+VESK_GENICAM_API int Mlo_LoadBoardConfiguration(MloBoardHandle* board, const char* file);
+
+/* Camera states of MloConnectionProfile. */
+#define MLO_PROFILE_NO_CAMERA 0
+#define MLO_PROFILE_LINK_NOT_CONNECTED 1
+#define MLO_PROFILE_GENICAM_FAILED 2
+#define MLO_PROFILE_CONNECTED 3
+
+/* A board opened with its cameras connected, as Mlo_LoadConnectionProfile leaves it; packed,
+ * 36 bytes. The record, its arrays and the board belong to the library until
+ * Mlo_UnloadConnectionProfile: do not free the board yourself. Each array has cameraCount
+ * elements. */
+#pragma pack(push, 1)
+typedef struct MloConnectionProfile {
+  MloBoardHandle* board;
+  int cameraCount;
+  /* NULL at an index that gave no camera. */
+  MloCameraHandle** cameras;
+  /* NULL where the camera has no link. */
+  MloCameraInfo** cameraInfos;
+  /* One of the MLO_PROFILE_ states per camera. */
+  uint32_t* states;
+} MloConnectionProfile;
+#pragma pack(pop)
+
+#ifdef __cplusplus
+static_assert(sizeof(MloConnectionProfile) == 36,
+              "applications are built against a 36-byte MloConnectionProfile");
+#else
+_Static_assert(sizeof(MloConnectionProfile) == 36,
+               "applications are built against a 36-byte MloConnectionProfile");
+#endif
+
+/* Opens the board, checks its cameras against the configuration file and connects each camera.
+ * No scan runs: the board's cameras must be known already. On success the result is 0 whatever
+ * the states of the cameras are; on a failure *profile is NULL and the board is closed again. */
+VESK_GENICAM_API int Mlo_LoadConnectionProfile(Fg_Struct_s* board, const char* file,
+                                               MloConnectionProfile** profile);
+/* Disconnects the cameras, frees the board and the record. */
+VESK_GENICAM_API int Mlo_UnloadConnectionProfile(MloConnectionProfile* profile);
+
+/* Writes the board's multiplexer word and each port's operator and speed to a text file. */
+VESK_GENICAM_API int Mlo_StoreLowLevelLinkProfile(MloBoardHandle* board, char* file);
+/* Not supported: changes nothing and gives -1991 for a file that exists, -1006 for one that
+ * does not. */
+VESK_GENICAM_API int Mlo_RestoreLowLevelLinkProfile(MloBoardHandle* board, char* file);
+
 /* Camera parameter dump.
  *
  * Writes the values of the camera's features to a text file, one "name=value" line each; values
