@@ -22,13 +22,9 @@ using vesk::sim::Camera;
 using vesk::sim::XmlForm;
 using vesk::test::AravisWarnings;
 using vesk::test::CameraArvDevice;
+using vesk::test::ReadText;
 using vesk::test::TempDir;
 using namespace vesk::test::camera;
-
-std::string FileText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // The description files of a folder that start as XML; the others are known to be broken.
 std::vector<std::string> XmlFiles(const std::string& folder) {
@@ -38,7 +34,7 @@ std::vector<std::string> XmlFiles(const std::string& folder) {
   while (const dirent* entry = readdir(dir)) {
     const std::string name = entry->d_name;
     if (name.size() < 4 || name.compare(name.size() - 4, 4, ".xml") != 0) continue;
-    if (FileText(folder + "/" + name).rfind("<", 0) == 0) files.push_back(folder + "/" + name);
+    if (ReadText(folder + "/" + name).rfind("<", 0) == 0) files.push_back(folder + "/" + name);
   }
   closedir(dir);
   return files;
@@ -100,7 +96,7 @@ TEST(XmlFileCameraTest, RealDescriptionsLoadInAravisThroughTheCameraMemory) {
   for (const std::string& path : files) {
     std::unique_ptr<Camera> camera = Camera::FromXmlFile(path, {}, XmlForm::Zipped);
     const std::string xml = ServedXml(*camera);
-    EXPECT_EQ(xml, FileText(path)) << path;
+    EXPECT_EQ(xml, ReadText(path)) << path;
     // Aravis complains about the zeros that the memory holds where entries or divisors belong.
     AravisWarnings expected;
     CameraArvDevice device(*camera, xml);
