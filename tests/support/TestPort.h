@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "vesk_genicam/impl/CameraInfo.h"
 #include "vesk_genicam/impl/IPortInterface.h"
@@ -94,15 +95,15 @@ class TestPort : public IPortInterface {
   }
   void UpdatePreAcquisition() override {}
   int ReadPacket(unsigned int address, unsigned char* data, unsigned int length,
-                 unsigned int) override {
-    ++packets;
+                 unsigned int timeoutMs) override {
+    timeouts.push_back(timeoutMs);
     if (packetCode) return packetCode;
     Read(data, address, length);
     return 0;
   }
   int WritePacket(unsigned int address, unsigned char* data, unsigned int length,
-                  unsigned int) override {
-    ++packets;
+                  unsigned int timeoutMs) override {
+    timeouts.push_back(timeoutMs);
     if (packetCode) return packetCode;
     Write(data, address, length);
     return 0;
@@ -133,7 +134,8 @@ class TestPort : public IPortInterface {
   unsigned int lastXmlFlags = 0xFFFFFFFF;
   int infoReads = 0;
   int infoUpdates = 0;
-  int packets = 0;
+  // Of every packet, in order.
+  std::vector<unsigned int> timeouts;
   std::map<int64_t, uint8_t> memory;
 };
 
