@@ -74,33 +74,6 @@ std::string OneWayDescription() {
 )";
 }
 
-// A test port that can fail its memory accesses with any kind of exception and counts the
-// preparations for an acquisition.
-class FeaturePort : public TestPort {
- public:
-  void Read(void* buffer, int64_t address, int64_t length) override {
-    if (failure) failure();
-    TestPort::Read(buffer, address, length);
-  }
-  void Write(const void* buffer, int64_t address, int64_t length) override {
-    if (failure) failure();
-    TestPort::Write(buffer, address, length);
-  }
-  void UpdatePreAcquisition() override { ++preparations; }
-
-  void PutBig32(int64_t address, uint32_t value) {
-    for (int i = 0; i < 4; ++i) memory[address + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
-  }
-  uint32_t GetBig32(int64_t address) {
-    uint32_t value = 0;
-    for (int i = 0; i < 4; ++i) value = (value << 8) | memory[address + i];
-    return value;
-  }
-
-  std::function<void()> failure;
-  int preparations = 0;
-};
-
 // Registers of the fake camera.
 constexpr int64_t kWidth = 0x100;
 constexpr int64_t kSensorWidth = 0x11c;
@@ -167,7 +140,7 @@ class FeatureApiTest : public ::testing::Test {
     }
   }
 
-  FeaturePort port;
+  TestPort port;
   CCameraInterface camera;
 };
 
