@@ -2,8 +2,6 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -63,7 +61,7 @@ TEST(XmlFileCameraTest, ServesTheFileOverMemoryThatReadsZerosUntilWritten) {
   TempDir dir;
   const std::string path = dir.File("Some_Camera_1_2_3.xml");
   const std::string xml = "<?xml version=\"1.0\"?>\n<RegisterDescription/>\n";
-  std::ofstream(path, std::ios::binary) << xml;
+  vesk::test::WriteText(path, xml);
 
   std::unique_ptr<Camera> plain =
       Camera::FromXmlFile(path, {"V", "M", "S", "1", "U"}, XmlForm::Plain);
