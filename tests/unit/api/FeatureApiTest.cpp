@@ -111,17 +111,9 @@ class FeatureApiTest : public ::testing::Test {
     CapturedLog::Take();
   }
 
-  static std::vector<std::string> Failures() {
-    std::vector<std::string> lines;
-    for (const CapturedLine& line : CapturedLog::Take()) {
-      if (line.level == 5) lines.push_back(line.text);
-    }
-    return lines;
-  }
-
   // The failure lines since the last call hold these parts, one each.
   static void ExpectFailuresWith(const std::vector<std::string>& parts) {
-    const std::vector<std::string> failures = Failures();
+    const std::vector<std::string> failures = CapturedLog::TakeFailures();
     ASSERT_EQ(failures.size(), parts.size());
     for (size_t i = 0; i < parts.size(); ++i) {
       EXPECT_NE(failures[i].find(parts[i]), std::string::npos) << failures[i];
@@ -136,7 +128,7 @@ class FeatureApiTest : public ::testing::Test {
     for (const Case& c : cases) {
       SCOPED_TRACE(c.what);
       EXPECT_EQ(c.call(handle), c.code);
-      EXPECT_EQ(Failures(), std::vector<std::string>{arguments + c.message});
+      EXPECT_EQ(CapturedLog::TakeFailures(), std::vector<std::string>{arguments + c.message});
     }
   }
 
@@ -333,7 +325,7 @@ TEST_F(FeatureApiTest, ValuesGoToTheCameraAndComeBack) {
   unsigned done = 0;
   ASSERT_EQ(Mlo_isCommandDone(c, "AcquisitionStart", &done), 0);
   EXPECT_EQ(done, 1u) << "a write-only command register is done at once";
-  EXPECT_TRUE(Failures().empty());
+  EXPECT_TRUE(CapturedLog::TakeFailures().empty());
 }
 
 TEST_F(FeatureApiTest, SimpleReadsUseTheCacheOfTheNodeMap) {

@@ -329,10 +329,7 @@ TEST_F(ParameterDump, AMissingMapEndsTheSaveWithTheGenICamHandler) {
   ASSERT_NE(map, nullptr);
   map->_Destroy();  // the reference stays, its map is gone
   EXPECT_EQ(Save(), -1999);
-  std::vector<std::string> failures;
-  for (const CapturedLine& line : CapturedLog::Take()) {
-    if (line.level == 5) failures.push_back(line.text);
-  }
+  const std::vector<std::string> failures = CapturedLog::TakeFailures();
   ASSERT_EQ(failures.size(), 1u);
   EXPECT_NE(failures[0].find("|GenICam exception while "), std::string::npos) << failures[0];
   EXPECT_NE(failures[0].find("Feature not present (reference not valid)"), std::string::npos);
