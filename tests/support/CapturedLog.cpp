@@ -66,4 +66,12 @@ std::vector<CapturedLine> CapturedLog::Take() {
   return lines;
 }
 
+std::vector<std::string> CapturedLog::TakeFailures() {
+  std::vector<std::string> failures;
+  for (const CapturedLine& line : Take()) {
+    if (line.level == 5) failures.push_back(line.text);
+  }
+  return failures;
+}
+
 }  // namespace vesk::test

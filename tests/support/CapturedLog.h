@@ -24,6 +24,8 @@ class CapturedLog {
   static int ClientCount();
   // The lines received since the last call.
   static std::vector<CapturedLine> Take();
+  // The texts of the failure lines (level 5) among them.
+  static std::vector<std::string> TakeFailures();
 };
 
 }  // namespace vesk::test

@@ -2,8 +2,10 @@
 #define VESK_TESTS_SUPPORT_TEST_PORT_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "vesk_genicam/impl/CameraInfo.h"
 #include "vesk_genicam/impl/IPortInterface.h"
@@ -54,10 +56,12 @@ class TestPort : public IPortInterface {
   explicit TestPort(uint32_t id = 0) : portId(id) {}
 
   void Read(void* buffer, int64_t address, int64_t length) override {
+    if (failure) failure();
     auto* bytes = static_cast<uint8_t*>(buffer);
     for (int64_t i = 0; i < length; ++i) bytes[i] = memory[address + i];
   }
   void Write(const void* buffer, int64_t address, int64_t length) override {
+    if (failure) failure();
     const auto* bytes = static_cast<const uint8_t*>(buffer);
     for (int64_t i = 0; i < length; ++i) memory[address + i] = bytes[i];
   }
@@ -92,17 +96,17 @@ class TestPort : public IPortInterface {
     text = xml;
     return 0;
   }
-  void UpdatePreAcquisition() override {}
+  void UpdatePreAcquisition() override { ++preparations; }
   int ReadPacket(unsigned int address, unsigned char* data, unsigned int length,
-                 unsigned int) override {
-    ++packets;
+                 unsigned int timeoutMs) override {
+    timeouts.push_back(timeoutMs);
     if (packetCode) return packetCode;
     Read(data, address, length);
     return 0;
   }
   int WritePacket(unsigned int address, unsigned char* data, unsigned int length,
-                  unsigned int) override {
-    ++packets;
+                  unsigned int timeoutMs) override {
+    timeouts.push_back(timeoutMs);
     if (packetCode) return packetCode;
     Write(data, address, length);
     return 0;
@@ -111,6 +115,14 @@ class TestPort : public IPortInterface {
   uint32_t Get32(int64_t address) {
     uint32_t value = 0;
     for (int i = 0; i < 4; ++i) value |= static_cast<uint32_t>(memory[address + i]) << (8 * i);
+    return value;
+  }
+  void PutBig32(int64_t address, uint32_t value) {
+    for (int i = 0; i < 4; ++i) memory[address + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+  }
+  uint32_t GetBig32(int64_t address) {
+    uint32_t value = 0;
+    for (int i = 0; i < 4; ++i) value = (value << 8) | memory[address + i];
     return value;
   }
 
@@ -133,7 +145,11 @@ class TestPort : public IPortInterface {
   unsigned int lastXmlFlags = 0xFFFFFFFF;
   int infoReads = 0;
   int infoUpdates = 0;
-  int packets = 0;
+  int preparations = 0;
+  // Runs before every memory access; may throw to play a failing transport.
+  std::function<void()> failure;
+  // Of every packet, in order.
+  std::vector<unsigned int> timeouts;
   std::map<int64_t, uint8_t> memory;
 };
 

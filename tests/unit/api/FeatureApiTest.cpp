@@ -74,33 +74,6 @@ std::string OneWayDescription() {
 )";
 }
 
-// A test port that can fail its memory accesses with any kind of exception and counts the
-// preparations for an acquisition.
-class FeaturePort : public TestPort {
- public:
-  void Read(void* buffer, int64_t address, int64_t length) override {
-    if (failure) failure();
-    TestPort::Read(buffer, address, length);
-  }
-  void Write(const void* buffer, int64_t address, int64_t length) override {
-    if (failure) failure();
-    TestPort::Write(buffer, address, length);
-  }
-  void UpdatePreAcquisition() override { ++preparations; }
-
-  void PutBig32(int64_t address, uint32_t value) {
-    for (int i = 0; i < 4; ++i) memory[address + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
-  }
-  uint32_t GetBig32(int64_t address) {
-    uint32_t value = 0;
-    for (int i = 0; i < 4; ++i) value = (value << 8) | memory[address + i];
-    return value;
-  }
-
-  std::function<void()> failure;
-  int preparations = 0;
-};
-
 // Registers of the fake camera.
 constexpr int64_t kWidth = 0x100;
 constexpr int64_t kSensorWidth = 0x11c;
@@ -110,6 +83,8 @@ constexpr int64_t kTestBoolean = 0x1f0;
 constexpr int64_t kTestString = 0x200;
 
 using Call = std::function<int(MloCameraHandle*)>;
+// A case's call of the handle c.
+#define CALL(expression) [](MloCameraHandle* c) { return expression; }
 
 struct Case {
   const char* what;
@@ -136,12 +111,13 @@ class FeatureApiTest : public ::testing::Test {
     CapturedLog::Take();
   }
 
-  static std::vector<std::string> Failures() {
-    std::vector<std::string> lines;
-    for (const CapturedLine& line : CapturedLog::Take()) {
-      if (line.level == 5) lines.push_back(line.text);
+  // The failure lines since the last call hold these parts, one each.
+  static void ExpectFailuresWith(const std::vector<std::string>& parts) {
+    const std::vector<std::string> failures = CapturedLog::TakeFailures();
+    ASSERT_EQ(failures.size(), parts.size());
+    for (size_t i = 0; i < parts.size(); ++i) {
+      EXPECT_NE(failures[i].find(parts[i]), std::string::npos) << failures[i];
     }
-    return lines;
   }
 
   // Each case gives its code and writes exactly its one failure line; a camera of null is the
@@ -152,11 +128,11 @@ class FeatureApiTest : public ::testing::Test {
     for (const Case& c : cases) {
       SCOPED_TRACE(c.what);
       EXPECT_EQ(c.call(handle), c.code);
-      EXPECT_EQ(Failures(), std::vector<std::string>{arguments + c.message});
+      EXPECT_EQ(CapturedLog::TakeFailures(), std::vector<std::string>{arguments + c.message});
     }
   }
 
-  FeaturePort port;
+  TestPort port;
   CCameraInterface camera;
 };
 
@@ -169,59 +145,40 @@ TEST_F(FeatureApiTest, NullArgumentsAreRefusedInTheirOrder) {
   Connect(FakeCameraDescription());
   Expect(
       {
-          {"value pointer before handle",
-           [](MloCameraHandle*) { return Mlo_getIntegerValue(nullptr, "Width", nullptr); }, -1991,
+          {"value pointer before handle", CALL(Mlo_getIntegerValue(c, "Width", nullptr)), -1991,
            "Invalid value pointer"},
           {"limits pointers before handle",
-           [](MloCameraHandle*) {
-             return Mlo_getIntegerValueLimits(nullptr, "Width", &g_integer, nullptr, &g_integer);
-           },
-           -1991, "Invalid value pointer"},
-          {"boolean", [](MloCameraHandle*) { return Mlo_getBooleanValue(nullptr, "X", nullptr); },
-           -1991, "Invalid value pointer"},
-          {"float", [](MloCameraHandle*) { return Mlo_getFloatValue(nullptr, "X", nullptr); },
-           -1991, "Invalid value pointer"},
-          {"string value to set",
-           [](MloCameraHandle*) { return Mlo_setStringValue(nullptr, "X", nullptr); }, -1991,
-           "Invalid value"},
-          {"enumeration name to set",
-           [](MloCameraHandle*) { return Mlo_setEnumerationValue(nullptr, "X", nullptr); }, -1991,
-           "Invalid value"},
-          {"enumeration",
-           [](MloCameraHandle*) { return Mlo_getEnumerationValue(nullptr, "X", nullptr); }, -1991,
+           CALL(Mlo_getIntegerValueLimits(c, "Width", &g_integer, nullptr, &g_integer)), -1991,
            "Invalid value pointer"},
-          {"command state",
-           [](MloCameraHandle*) { return Mlo_isCommandDone(nullptr, "X", nullptr); }, -1991,
+          {"boolean", CALL(Mlo_getBooleanValue(c, "X", nullptr)), -1991, "Invalid value pointer"},
+          {"float", CALL(Mlo_getFloatValue(c, "X", nullptr)), -1991, "Invalid value pointer"},
+          {"string value to set", CALL(Mlo_setStringValue(c, "X", nullptr)), -1991,
+           "Invalid value"},
+          {"enumeration name to set", CALL(Mlo_setEnumerationValue(c, "X", nullptr)), -1991,
+           "Invalid value"},
+          {"enumeration", CALL(Mlo_getEnumerationValue(c, "X", nullptr)), -1991,
            "Invalid value pointer"},
-          {"string reads test the handle first",
-           [](MloCameraHandle*) { return Mlo_getStringValue(nullptr, "X", nullptr); }, -1000,
+          {"command state", CALL(Mlo_isCommandDone(c, "X", nullptr)), -1991,
+           "Invalid value pointer"},
+          {"string reads test the handle first", CALL(Mlo_getStringValue(c, "X", nullptr)), -1000,
            "Invalid camera handle"},
           {"symbolic reads test the handle first",
-           [](MloCameraHandle*) { return Mlo_getEnumerationValueAsString(nullptr, "X", nullptr); },
-           -1000, "Invalid camera handle"},
-          {"handle", [](MloCameraHandle*) { return Mlo_setIntegerValue(nullptr, nullptr, 1); },
-           -1000, "Invalid camera handle"},
-          {"command", [](MloCameraHandle*) { return Mlo_executeCommand(nullptr, "X"); }, -1000,
-           "Invalid camera handle"},
-          {"start", [](MloCameraHandle*) { return Mlo_startAcquisition(nullptr, 1); }, -1000,
-           "Invalid camera handle"},
-          {"stop", [](MloCameraHandle*) { return Mlo_stopAcquisition(nullptr, 1); }, -1000,
-           "Invalid camera handle"},
+           CALL(Mlo_getEnumerationValueAsString(c, "X", nullptr)), -1000, "Invalid camera handle"},
+          {"handle", CALL(Mlo_setIntegerValue(c, nullptr, 1)), -1000, "Invalid camera handle"},
+          {"command", CALL(Mlo_executeCommand(c, "X")), -1000, "Invalid camera handle"},
+          {"start", CALL(Mlo_startAcquisition(c, 1)), -1000, "Invalid camera handle"},
+          {"stop", CALL(Mlo_stopAcquisition(c, 1)), -1000, "Invalid camera handle"},
       },
       nullptr);
   Expect(
       {
-          {"string pointer", [](MloCameraHandle* c) { return Mlo_getStringValue(c, "X", nullptr); },
-           -1991, "Invalid value pointer"},
-          {"symbolic pointer",
-           [](MloCameraHandle* c) { return Mlo_getEnumerationValueAsString(c, "X", nullptr); },
-           -1991, "Invalid value pointer"},
-          {"no name", [](MloCameraHandle* c) { return Mlo_setIntegerValue(c, nullptr, 1); }, -1102,
-           "Invalid feature name"},
-          {"empty name", [](MloCameraHandle* c) { return Mlo_getFloatValue(c, "", &g_float); },
-           -1102, "Invalid feature name"},
-          {"empty command", [](MloCameraHandle* c) { return Mlo_executeCommand(c, ""); }, -1102,
-           "Invalid feature name"},
+          {"string pointer", CALL(Mlo_getStringValue(c, "X", nullptr)), -1991,
+           "Invalid value pointer"},
+          {"symbolic pointer", CALL(Mlo_getEnumerationValueAsString(c, "X", nullptr)), -1991,
+           "Invalid value pointer"},
+          {"no name", CALL(Mlo_setIntegerValue(c, nullptr, 1)), -1102, "Invalid feature name"},
+          {"empty name", CALL(Mlo_getFloatValue(c, "", &g_float)), -1102, "Invalid feature name"},
+          {"empty command", CALL(Mlo_executeCommand(c, "")), -1102, "Invalid feature name"},
       },
       Handle());
 }
@@ -230,26 +187,15 @@ TEST_F(FeatureApiTest, EveryFunctionNeedsTheGenICamConnection) {
   const std::string noMap = "Failed to get camera node map";
   Expect(
       {
-          {"set integer", [](MloCameraHandle* c) { return Mlo_setIntegerValue(c, "Width", 1); },
-           -1100, noMap},
-          {"get integer",
-           [](MloCameraHandle* c) { return Mlo_getIntegerValue(c, "Width", &g_integer); }, -1100,
-           noMap},
+          {"set integer", CALL(Mlo_setIntegerValue(c, "Width", 1)), -1100, noMap},
+          {"get integer", CALL(Mlo_getIntegerValue(c, "Width", &g_integer)), -1100, noMap},
           {"limits",
-           [](MloCameraHandle* c) {
-             return Mlo_getIntegerValueLimits(c, "Width", &g_integer, &g_integer, &g_integer);
-           },
-           -1100, noMap},
-          {"boolean", [](MloCameraHandle* c) { return Mlo_setBooleanValue(c, "TestBoolean", 1); },
-           -1100, noMap},
-          {"string", [](MloCameraHandle* c) { return Mlo_getStringValue(c, "DeviceID", &g_text); },
-           -1100, noMap},
-          {"enumeration",
-           [](MloCameraHandle* c) { return Mlo_setEnumerationValue(c, "AcquisitionMode", "X"); },
-           -1100, noMap},
-          {"command",
-           [](MloCameraHandle* c) { return Mlo_isCommandDone(c, "AcquisitionStart", &g_unsigned); },
-           -1100, noMap},
+           CALL(Mlo_getIntegerValueLimits(c, "Width", &g_integer, &g_integer, &g_integer)), -1100,
+           noMap},
+          {"boolean", CALL(Mlo_setBooleanValue(c, "TestBoolean", 1)), -1100, noMap},
+          {"string", CALL(Mlo_getStringValue(c, "DeviceID", &g_text)), -1100, noMap},
+          {"enumeration", CALL(Mlo_setEnumerationValue(c, "AcquisitionMode", "X")), -1100, noMap},
+          {"command", CALL(Mlo_isCommandDone(c, "AcquisitionStart", &g_unsigned)), -1100, noMap},
       },
       Handle());
 }
@@ -258,27 +204,20 @@ TEST_F(FeatureApiTest, UnknownNamesAndNodesOfAnotherTypeAreNoFeature) {
   Connect(FakeCameraDescription());
   Expect(
       {
-          {"integer on an enumeration",
-           [](MloCameraHandle* c) { return Mlo_setIntegerValue(c, "PixelFormat", 1); }, -1102,
+          {"integer on an enumeration", CALL(Mlo_setIntegerValue(c, "PixelFormat", 1)), -1102,
            "Failed to get feature PixelFormat"},
-          {"unknown name",
-           [](MloCameraHandle* c) { return Mlo_getIntegerValue(c, "Widht", &g_integer); }, -1102,
+          {"unknown name", CALL(Mlo_getIntegerValue(c, "Widht", &g_integer)), -1102,
            "Failed to get feature Widht"},
-          {"float on an integer",
-           [](MloCameraHandle* c) { return Mlo_getFloatValue(c, "Width", &g_float); }, -1102,
+          {"float on an integer", CALL(Mlo_getFloatValue(c, "Width", &g_float)), -1102,
            "Failed to get feature Width"},
-          {"boolean on an integer",
-           [](MloCameraHandle* c) { return Mlo_getBooleanValue(c, "Width", &g_unsigned); }, -1102,
+          {"boolean on an integer", CALL(Mlo_getBooleanValue(c, "Width", &g_unsigned)), -1102,
            "Failed to get feature Width"},
-          {"string on an integer",
-           [](MloCameraHandle* c) { return Mlo_setStringValue(c, "Width", "1"); }, -1102,
+          {"string on an integer", CALL(Mlo_setStringValue(c, "Width", "1")), -1102,
            "Failed to get feature Width"},
-          {"enumeration on an integer",
-           [](MloCameraHandle* c) { return Mlo_getEnumerationValueAsString(c, "Width", &g_text); },
+          {"enumeration on an integer", CALL(Mlo_getEnumerationValueAsString(c, "Width", &g_text)),
            -1102, "Failed to get feature Width"},
-          {"command on an enumeration entry's name",
-           [](MloCameraHandle* c) { return Mlo_executeCommand(c, "Continuous"); }, -1102,
-           "Failed to get feature Continuous"},
+          {"command on an enumeration entry's name", CALL(Mlo_executeCommand(c, "Continuous")),
+           -1102, "Failed to get feature Continuous"},
       },
       Handle());
 }
@@ -289,25 +228,18 @@ TEST_F(FeatureApiTest, FeaturesThatGoOneWayAreRefusedBeforeThePort) {
   g_unsigned = 7;
   Expect(
       {
-          {"write-only integer",
-           [](MloCameraHandle* c) { return Mlo_getIntegerValue(c, "Secret", &g_integer); }, -1105,
+          {"write-only integer", CALL(Mlo_getIntegerValue(c, "Secret", &g_integer)), -1105,
            "Feature Secret is read only"},
           {"write-only limits",
-           [](MloCameraHandle* c) {
-             return Mlo_getIntegerValueLimits(c, "Secret", &g_integer, &g_integer, &g_integer);
-           },
-           -1105, "Feature Secret is read only"},
-          {"write-only boolean",
-           [](MloCameraHandle* c) { return Mlo_getBooleanValue(c, "Arm", &g_unsigned); }, -1105,
+           CALL(Mlo_getIntegerValueLimits(c, "Secret", &g_integer, &g_integer, &g_integer)), -1105,
+           "Feature Secret is read only"},
+          {"write-only boolean", CALL(Mlo_getBooleanValue(c, "Arm", &g_unsigned)), -1105,
            "Feature Arm is read only"},
-          {"write-only enumeration",
-           [](MloCameraHandle* c) { return Mlo_getEnumerationValue(c, "Trap", &g_integer); }, -1104,
+          {"write-only enumeration", CALL(Mlo_getEnumerationValue(c, "Trap", &g_integer)), -1104,
            "Value is write only"},
           {"write-only enumeration as text",
-           [](MloCameraHandle* c) { return Mlo_getEnumerationValueAsString(c, "Trap", &g_text); },
-           -1104, "Value is write only"},
-          {"no such entry",
-           [](MloCameraHandle* c) { return Mlo_setEnumerationValue(c, "Trap", "Ajar"); }, -1991,
+           CALL(Mlo_getEnumerationValueAsString(c, "Trap", &g_text)), -1104, "Value is write only"},
+          {"no such entry", CALL(Mlo_setEnumerationValue(c, "Trap", "Ajar")), -1991,
            "Invalid enum value"},
       },
       Handle());
@@ -316,19 +248,11 @@ TEST_F(FeatureApiTest, FeaturesThatGoOneWayAreRefusedBeforeThePort) {
 
   // A read-only enumeration is left to the node, which throws.
   EXPECT_EQ(Mlo_setEnumerationValue(Handle(), "Fixed", "Only"), -1999);
-  const auto failures = Failures();
-  ASSERT_EQ(failures.size(), 1u);
-  EXPECT_NE(failures[0].find("|GenICam exception while setting enum value Only in Fixed: "),
-            std::string::npos)
-      << failures[0];
+  ExpectFailuresWith({"|GenICam exception while setting enum value Only in Fixed: "});
 
   // String reads have no access test of their own; the node refuses.
   EXPECT_EQ(Mlo_getStringValue(Handle(), "Note", &g_text), -1999);
-  const auto stringFailures = Failures();
-  ASSERT_EQ(stringFailures.size(), 1u);
-  EXPECT_NE(stringFailures[0].find("|GenICam exception while getting string value Note: "),
-            std::string::npos)
-      << stringFailures[0];
+  ExpectFailuresWith({"|GenICam exception while getting string value Note: "});
 
   EXPECT_EQ(Mlo_setEnumerationValue(Handle(), "Trap", "Shut"), 0);
   EXPECT_EQ(port.Get32(0x18), 2u);
@@ -340,11 +264,10 @@ TEST_F(FeatureApiTest, ReadOnlyFeaturesAreNotWritten) {
   Connect(FakeCameraDescription());
   Expect(
       {
-          {"integer", [](MloCameraHandle* c) { return Mlo_setIntegerValue(c, "SensorWidth", 640); },
-           -1105, "Feature SensorWidth is read only"},
-          {"string",
-           [](MloCameraHandle* c) { return Mlo_setStringValue(c, "DeviceVendorName", "Me"); },
-           -1105, "Feature DeviceVendorName is read only"},
+          {"integer", CALL(Mlo_setIntegerValue(c, "SensorWidth", 640)), -1105,
+           "Feature SensorWidth is read only"},
+          {"string", CALL(Mlo_setStringValue(c, "DeviceVendorName", "Me")), -1105,
+           "Feature DeviceVendorName is read only"},
       },
       Handle());
   EXPECT_EQ(port.GetBig32(kSensorWidth), 2048u);
@@ -402,7 +325,7 @@ TEST_F(FeatureApiTest, ValuesGoToTheCameraAndComeBack) {
   unsigned done = 0;
   ASSERT_EQ(Mlo_isCommandDone(c, "AcquisitionStart", &done), 0);
   EXPECT_EQ(done, 1u) << "a write-only command register is done at once";
-  EXPECT_TRUE(Failures().empty());
+  EXPECT_TRUE(CapturedLog::TakeFailures().empty());
 }
 
 TEST_F(FeatureApiTest, SimpleReadsUseTheCacheOfTheNodeMap) {
@@ -425,11 +348,8 @@ TEST_F(FeatureApiTest, AValueWithoutEntryIsInvalidData) {
   int64_t mode = 0;
   ASSERT_EQ(Mlo_getEnumerationValue(Handle(), "AcquisitionMode", &mode), 0);
   EXPECT_EQ(mode, 77);
-  Expect({{"symbolic",
-           [](MloCameraHandle* c) {
-             return Mlo_getEnumerationValueAsString(c, "AcquisitionMode", &g_text);
-           },
-           -1014, "Invalid data in feature"}},
+  Expect({{"symbolic", CALL(Mlo_getEnumerationValueAsString(c, "AcquisitionMode", &g_text)), -1014,
+           "Invalid data in feature"}},
          Handle());
 }
 
@@ -438,69 +358,50 @@ TEST_F(FeatureApiTest, ExceptionsOfEachKindAreToldWithTheAction) {
   port.failure = [] { throw std::runtime_error("link down"); };
   Expect(
       {
-          {"integer",
-           [](MloCameraHandle* c) { return Mlo_getIntegerValue(c, "Width", &g_integer); }, -1999,
+          {"integer", CALL(Mlo_getIntegerValue(c, "Width", &g_integer)), -1999,
            "Standard exception while getting feature Width: link down"},
-          {"enumeration",
-           [](MloCameraHandle* c) { return Mlo_getEnumerationValue(c, "GainAuto", &g_integer); },
-           -1999, "Standard exception while getting enum value GainAuto: link down"},
-          {"symbolic",
-           [](MloCameraHandle* c) {
-             return Mlo_getEnumerationValueAsString(c, "GainAuto", &g_text);
-           },
-           -1999, "Standard exception while getting enum value GainAuto: link down"},
+          {"enumeration", CALL(Mlo_getEnumerationValue(c, "GainAuto", &g_integer)), -1999,
+           "Standard exception while getting enum value GainAuto: link down"},
+          {"symbolic", CALL(Mlo_getEnumerationValueAsString(c, "GainAuto", &g_text)), -1999,
+           "Standard exception while getting enum value GainAuto: link down"},
       },
       Handle());
 
   port.failure = [] { throw 5; };
   Expect(
       {
-          {"float",
-           [](MloCameraHandle* c) { return Mlo_getFloatValue(c, "ExposureTimeAbs", &g_float); },
-           -1999, "Unexpected exception while getting feature ExposureTimeAbs"},
+          {"float", CALL(Mlo_getFloatValue(c, "ExposureTimeAbs", &g_float)), -1999,
+           "Unexpected exception while getting feature ExposureTimeAbs"},
           {"limits read the maximum",
-           [](MloCameraHandle* c) {
-             return Mlo_getIntegerValueLimits(c, "Height", &g_integer, &g_integer, &g_integer);
-           },
-           -1999, "Unexpected exception while getting feature Height"},
-          {"enumeration set has lost a blank",
-           [](MloCameraHandle* c) { return Mlo_setEnumerationValue(c, "GainAuto", "Once"); }, -1999,
-           "Unexpected exception while setting enum value Oncein GainAuto"},
+           CALL(Mlo_getIntegerValueLimits(c, "Height", &g_integer, &g_integer, &g_integer)), -1999,
+           "Unexpected exception while getting feature Height"},
+          {"enumeration set has lost a blank", CALL(Mlo_setEnumerationValue(c, "GainAuto", "Once")),
+           -1999, "Unexpected exception while setting enum value Oncein GainAuto"},
       },
       Handle());
   port.failure = nullptr;
 
   // The node refuses a value out of its range: verification is on for simple setters.
   EXPECT_EQ(Mlo_setIntegerValue(Handle(), "Width", 4096), -1999);
-  auto failures = Failures();
-  ASSERT_EQ(failures.size(), 1u);
-  EXPECT_NE(failures[0].find("|GenICam exception while setting feature Width: "), std::string::npos)
-      << failures[0];
+  ExpectFailuresWith({"|GenICam exception while setting feature Width: "});
   EXPECT_EQ(port.GetBig32(kWidth), 0u);
 
   // An empty map throws in the lookup, which tells it as a get whatever the call.
   camera.SetCameraNodeMap(new GenApi::CNodeMapRef());
   EXPECT_EQ(Mlo_setFloatValue(Handle(), "ExposureTimeAbs", 1.0), -1999);
   EXPECT_EQ(Mlo_executeCommand(Handle(), "AcquisitionStart"), -1999);
-  failures = Failures();
-  ASSERT_EQ(failures.size(), 2u);
-  EXPECT_NE(failures[0].find("|GenICam exception while getting feature ExposureTimeAbs: "),
-            std::string::npos)
-      << failures[0];
-  EXPECT_NE(failures[1].find("|GenICam exception while getting feature AcquisitionStart: "),
-            std::string::npos)
-      << failures[1];
+  ExpectFailuresWith({"|GenICam exception while getting feature ExposureTimeAbs: ",
+                      "|GenICam exception while getting feature AcquisitionStart: "});
 
   // Commands are left to the camera's register, which only the small description can read back.
   Connect(TestCameraDescription());
   port.failure = [] { throw std::out_of_range("no register"); };
   Expect(
       {
-          {"command state",
-           [](MloCameraHandle* c) { return Mlo_isCommandDone(c, "AcquisitionStart", &g_unsigned); },
-           -1999, "Standard exception while getting command state AcquisitionStart: no register"},
-          {"command", [](MloCameraHandle* c) { return Mlo_executeCommand(c, "AcquisitionStart"); },
-           -1999, "Standard exception while executing command AcquisitionStart: no register"},
+          {"command state", CALL(Mlo_isCommandDone(c, "AcquisitionStart", &g_unsigned)), -1999,
+           "Standard exception while getting command state AcquisitionStart: no register"},
+          {"command", CALL(Mlo_executeCommand(c, "AcquisitionStart")), -1999,
+           "Standard exception while executing command AcquisitionStart: no register"},
       },
       Handle());
 }
@@ -508,8 +409,7 @@ TEST_F(FeatureApiTest, ExceptionsOfEachKindAreToldWithTheAction) {
 TEST_F(FeatureApiTest, AcquisitionNeedsASynchronisedLink) {
   Connect(FakeCameraDescription());
   port.PutBig32(kAcquisitionCommand, 9);
-  Expect({{"start", [](MloCameraHandle* c) { return Mlo_startAcquisition(c, 1); }, -1202,
-           "Tranceiver not sysncronized"}},
+  Expect({{"start", CALL(Mlo_startAcquisition(c, 1)), -1202, "Tranceiver not sysncronized"}},
          Handle());
   EXPECT_EQ(port.preparations, 0);
   EXPECT_EQ(port.GetBig32(kAcquisitionCommand), 9u) << "no command was sent";
@@ -524,7 +424,7 @@ TEST_F(FeatureApiTest, AcquisitionNeedsASynchronisedLink) {
   EXPECT_EQ(port.GetBig32(kAcquisitionCommand), 0u);
 
   Connect(TestCameraDescription());
-  Expect({{"no stop command", [](MloCameraHandle* c) { return Mlo_stopAcquisition(c, 0); }, -1102,
+  Expect({{"no stop command", CALL(Mlo_stopAcquisition(c, 0)), -1102,
            "Failed to get feature AcquisitionStop"}},
          Handle());
 }

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <functional>
 #include <regex>
 #include <sstream>
@@ -58,15 +57,6 @@ class FakeCameraPort : public TestPort {
   ArvFakeCamera* camera_;
 };
 
-std::string Text(const std::string& path) {
-  std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-void Write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
-
 class ParameterDump : public ::testing::Test {
  protected:
   ParameterDump() : camera(&port, &controller) {}
@@ -87,7 +77,7 @@ class ParameterDump : public ::testing::Test {
 
   int Save() { return Mlo_SaveCameraParameters(Handle(), file.c_str()); }
   int Load(const std::string& text, unsigned int flags) {
-    Write(file, text);
+    WriteText(file, text);
     return Mlo_LoadCameraParameters(Handle(), file.c_str(), flags);
   }
 
@@ -151,7 +141,7 @@ TEST_F(ParameterDump, ArgumentsAreCheckedInOrderWithTheirCodesAndLines) {
 TEST_F(ParameterDump, SaveWritesEachKindOfFeatureInItsForm) {
   Integer("Width")->SetValue(640);
   ASSERT_EQ(Save(), 0);
-  const std::string text = Text(file);
+  const std::string text = ReadText(file);
   EXPECT_EQ(text.rfind("# --- GenICam parameter dump\n\n", 0), 0u);
   std::istringstream lines(text);
   std::vector<std::string> all;
@@ -168,13 +158,13 @@ TEST_F(ParameterDump, SaveWritesEachKindOfFeatureInItsForm) {
   Float("ExposureTimeAbs")->SetValue(1234567);
   ASSERT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234567.0);
   ASSERT_EQ(Save(), 0);
-  EXPECT_NE(Text(file).find("\nExposureTimeAbs=1.23457e+06\n"), std::string::npos)
+  EXPECT_NE(ReadText(file).find("\nExposureTimeAbs=1.23457e+06\n"), std::string::npos)
       << "six significant digits";
   Float("ExposureTimeAbs")->SetValue(100);
   ASSERT_EQ(Mlo_LoadCameraParameters(Handle(), file.c_str(), 1), 0);
   EXPECT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234570.0) << "and come back rounded";
   // Only the category tree from "Root" is walked.
-  EXPECT_EQ(Text(file).find("GainRaw"), std::string::npos);
+  EXPECT_EQ(ReadText(file).find("GainRaw"), std::string::npos);
   // A category gives no line of its own; every line has one of the forms of the dump.
   const std::regex form(
       R"(#?[A-Za-z_][A-Za-z0-9_]*(=.*)?|# [A-Za-z_][A-Za-z0-9_]*: (not supported|genicam exception - .*|exception - .*|unknown exception)|)");
@@ -200,7 +190,7 @@ TEST_F(ParameterDump, SavedValuesComeBackInStrictAndLaxLoads) {
     Enumeration("TriggerMode")->FromString("On");
     Float("ExposureTimeAbs")->SetValue(2500.25);
     ASSERT_EQ(Save(), 0);
-    const std::string saved = Text(file);
+    const std::string saved = ReadText(file);
 
     Integer("Width")->SetValue(512);
     Integer("TestRegister")->SetValue(7);
@@ -216,7 +206,7 @@ TEST_F(ParameterDump, SavedValuesComeBackInStrictAndLaxLoads) {
     EXPECT_NEAR(Float("ExposureTimeAbs")->GetValue(), 2500.25, 1.0) << "six digits: 2500.25";
     EXPECT_FALSE(port.Acquiring()) << "a command in a dump must not run";
     ASSERT_EQ(Save(), 0);
-    EXPECT_EQ(Text(file), saved) << "a load of a dump gives the same dump";
+    EXPECT_EQ(ReadText(file), saved) << "a load of a dump gives the same dump";
   }
 }
 
@@ -275,7 +265,7 @@ TEST_F(ParameterDump, ARefusedValueLeavesTheLoadAsItsException) {
   for (unsigned int flags : {1u, 0u}) {
     SCOPED_TRACE(flags);
     Integer("GainRaw")->SetValue(0);
-    Write(file, "GainRaw=2\nWidth=" + std::to_string(maximum + 1) + "\nHeight=32\n");
+    WriteText(file, "GainRaw=2\nWidth=" + std::to_string(maximum + 1) + "\nHeight=32\n");
     CapturedLog::Take();
     EXPECT_THROW(Mlo_LoadCameraParameters(Handle(), file.c_str(), flags),
                  GenICam::GenericException);
@@ -305,7 +295,7 @@ TEST_F(ParameterDump, AFeatureThatCannotBeReadBecomesACommentAndTheSaveGoesOn) {
     port.fail = c.fail;
     camera.GetCameraNodeMap()->_InvalidateNodes();
     ASSERT_EQ(Save(), 0);
-    const std::string text = Text(file);
+    const std::string text = ReadText(file);
     EXPECT_NE(text.find("\n" + c.line + "\nHeight="), std::string::npos) << text;
   }
 }
@@ -327,7 +317,7 @@ TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
   ASSERT_EQ(emptyCamera.ConnectCamera(), 0);
   ASSERT_EQ(
       Mlo_SaveCameraParameters(reinterpret_cast<MloCameraHandle*>(&emptyCamera), file.c_str()), 0);
-  EXPECT_EQ(Text(file), "# --- GenICam parameter dump\n\n");
+  EXPECT_EQ(ReadText(file), "# --- GenICam parameter dump\n\n");
 
   std::ostringstream stream;
   EXPECT_FALSE(genicam::dumpCameraParameters(stream, nullptr));
@@ -339,10 +329,7 @@ TEST_F(ParameterDump, AMissingMapEndsTheSaveWithTheGenICamHandler) {
   ASSERT_NE(map, nullptr);
   map->_Destroy();  // the reference stays, its map is gone
   EXPECT_EQ(Save(), -1999);
-  std::vector<std::string> failures;
-  for (const CapturedLine& line : CapturedLog::Take()) {
-    if (line.level == 5) failures.push_back(line.text);
-  }
+  const std::vector<std::string> failures = CapturedLog::TakeFailures();
   ASSERT_EQ(failures.size(), 1u);
   EXPECT_NE(failures[0].find("|GenICam exception while "), std::string::npos) << failures[0];
   EXPECT_NE(failures[0].find("Feature not present (reference not valid)"), std::string::npos);

@@ -4,27 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TestController.h"
-#include "vesk_genicam/impl/ApiCall.h"
-#include "vesk_genicam/impl/Driver.h"
-#include "vesk_genicam/impl/vesk_genicam.h"
+#include "tests/unit/api/ApiTestBoard.h"
 
 namespace vesk::test {
 namespace {
-
-std::string Pointer(const void* pointer) {
-  std::ostringstream text;
-  text << pointer;
-  return text.str();
-}
-
-std::string Thread() { return std::to_string(genicam::CurrentThreadId()); }
 
 class PropertyApi : public ::testing::Test {
  protected:

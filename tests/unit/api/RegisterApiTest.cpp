@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/unit/api/ApiTestBoard.h"
@@ -15,35 +13,11 @@ namespace {
 
 constexpr unsigned int kWord = 0x01020304;
 
-// A port that notes the time-out of every packet.
-class TimedPort : public TestPort {
- public:
-  using TestPort::TestPort;
-  int ReadPacket(unsigned int address, unsigned char* data, unsigned int length,
-                 unsigned int timeoutMs) override {
-    timeouts.push_back(timeoutMs);
-    return TestPort::ReadPacket(address, data, length, timeoutMs);
-  }
-  int WritePacket(unsigned int address, unsigned char* data, unsigned int length,
-                  unsigned int timeoutMs) override {
-    timeouts.push_back(timeoutMs);
-    return TestPort::WritePacket(address, data, length, timeoutMs);
-  }
-  std::vector<unsigned int> timeouts;
-};
-
-TimedPort& Timed(TestController& controller, unsigned int index) {
-  auto port = std::make_unique<TimedPort>(index);
-  TimedPort& timed = *port;
-  controller.ports[index] = std::move(port);
-  return timed;
-}
-
 class RegisterApi : public ::testing::Test {
  protected:
   RegisterApi()
-      : master(Timed(board.controller, 1)),
-        direct(Timed(board.controller, 2)),
+      : master(board.controller.Port(1)),
+        direct(board.controller.Port(2)),
         camera(board.Camera(1)) {
     master.synchronized = true;
     // Port 2 has a link but no camera; the direct functions need nothing more.
@@ -61,8 +35,8 @@ class RegisterApi : public ::testing::Test {
   }
 
   ApiTestBoard board;
-  TimedPort& master;
-  TimedPort& direct;
+  TestPort& master;
+  TestPort& direct;
   MloCameraHandle* camera;
 };
 
@@ -104,7 +78,7 @@ TEST_F(RegisterApi, CameraFamilyChecksComeInTheirOrder) {
       {"memory write link", [&] { return Mlo_memoryWriteToCamera(unsynchronized, bytes, 0, 4); },
        -1202, "Tranceiver not sysncronized"},
   });
-  EXPECT_EQ(board.controller.Port(3).packets, 0);
+  EXPECT_TRUE(board.controller.Port(3).timeouts.empty());
 }
 
 TEST_F(RegisterApi, DirectFamilyRefusesANullBoardFirst) {
@@ -149,7 +123,7 @@ TEST_F(RegisterApi, DirectFamilyRefusesANullBoardFirst) {
        [&] { return Mlo_DirectRegisterWriteMemWithTimeOut64(b, 2, 0, nullptr, 4, 5); }, -1991,
        "Invalid data"},
   });
-  EXPECT_EQ(board.controller.Port(2).packets, 0);
+  EXPECT_TRUE(board.controller.Port(2).timeouts.empty());
   // The failure lines name the board and the port.
   Mlo_DirectRegisterRead(b, 2, 0, nullptr);
   EXPECT_EQ(TakeApiLines().failures[0], "thread-id=" + Thread() + ",handle=(P14MloBoardHandle)" +
@@ -233,11 +207,10 @@ TEST_F(RegisterApi, MemoryReadsShareOneTraceUnderTheirCommonName) {
 
 TEST_F(RegisterApi, DirectRegisterReadAlwaysSwapsAndWriteOnlyWhenAsked) {
   MloBoardHandle* b = board.Handle();
-  TestPort& port = direct;
   ASSERT_EQ(Mlo_DirectRegisterWrite(b, 2, 0x10, 1, 0), 0);
-  EXPECT_EQ(Get(port, 0x10, 4), (std::vector<uint8_t>{1, 0, 0, 0}));
+  EXPECT_EQ(Get(direct, 0x10, 4), (std::vector<uint8_t>{1, 0, 0, 0}));
   ASSERT_EQ(Mlo_DirectRegisterWrite(b, 2, 0x10, 1, 1), 0);
-  EXPECT_EQ(Get(port, 0x10, 4), (std::vector<uint8_t>{0, 0, 0, 1}));
+  EXPECT_EQ(Get(direct, 0x10, 4), (std::vector<uint8_t>{0, 0, 0, 1}));
   uint32_t value = 0;
   ASSERT_EQ(Mlo_DirectRegisterRead(b, 2, 0x10, &value), 0);
   EXPECT_EQ(value, 1u);
@@ -258,13 +231,12 @@ TEST_F(RegisterApi, DirectAccessNeedsAKnownPortWithALink) {
   EXPECT_EQ(Mlo_DirectRegisterWrite(b, 0, 0, 1, 0), -1211);
   unsigned char bytes[2] = {};
   EXPECT_EQ(Mlo_DirectRegisterWriteMem(b, 9, 0, bytes, 2), -1017);
-  EXPECT_EQ(board.controller.Port(0).packets, 0);
+  EXPECT_TRUE(board.controller.Port(0).timeouts.empty());
 }
 
 TEST_F(RegisterApi, DirectMemoryCutsWideAddressesAndLeavesTheLength) {
   MloBoardHandle* b = board.Handle();
-  TestPort& port = direct;
-  Put(port, 4, {0xa, 0xb, 0xc});
+  Put(direct, 4, {0xa, 0xb, 0xc});
   std::vector<uint8_t> read(3);
   unsigned int length = 3;
   ASSERT_EQ(Mlo_DirectRegisterReadMem64(b, 2, 0x100000004, read.data(), &length), 0);
@@ -279,9 +251,9 @@ TEST_F(RegisterApi, DirectMemoryCutsWideAddressesAndLeavesTheLength) {
   ASSERT_EQ(Mlo_DirectRegisterWriteMem64(b, 2, 0x100000040, out.data(), 3), 0);
   ASSERT_EQ(Mlo_DirectRegisterWriteMemWithTimeOut64(b, 2, 0x100000050, out.data(), 2, 1), 0);
   ASSERT_EQ(Mlo_DirectRegisterWrite64(b, 2, 0x100000060, kWord, 1), 0);
-  EXPECT_EQ(Get(port, 0x40, 3), out);
-  EXPECT_EQ(Get(port, 0x50, 3), (std::vector<uint8_t>{1, 2, 0}));
-  EXPECT_EQ(Get(port, 0x60, 4), (std::vector<uint8_t>{1, 2, 3, 4}));
+  EXPECT_EQ(Get(direct, 0x40, 3), out);
+  EXPECT_EQ(Get(direct, 0x50, 3), (std::vector<uint8_t>{1, 2, 0}));
+  EXPECT_EQ(Get(direct, 0x60, 4), (std::vector<uint8_t>{1, 2, 3, 4}));
 }
 
 TEST_F(RegisterApi, WideFunctionsTraceAsTheyForward) {

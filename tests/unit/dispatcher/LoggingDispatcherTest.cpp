@@ -20,9 +20,12 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/TempDir.h"
+
 namespace {
 
 namespace fs = std::filesystem;
+using vesk::test::ReadLines;
 
 // Plays the part of libvesk_genicam.so and records what the dispatcher tells it.
 struct Client {
@@ -100,13 +103,6 @@ class StderrCapture {
   int saved_;
 };
 
-std::vector<std::string> readLines(const fs::path& path) {
-  std::vector<std::string> lines;
-  std::ifstream in(path);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
 // The fields of a log line: [1..6] the time stamp down to seconds, [7] level, [8] logger name,
 // [9] text; empty if the line does not have the form. POSIX regex, as std::regex trips
 // -Wmaybe-uninitialized in sanitizer builds.
@@ -143,7 +139,7 @@ std::vector<Record> parseRecords(const std::vector<std::string>& lines) {
   return records;
 }
 
-std::vector<Record> readRecords(const fs::path& path) { return parseRecords(readLines(path)); }
+std::vector<Record> readRecords(const fs::path& path) { return parseRecords(ReadLines(path)); }
 
 // time() may lag the clock the stamps come from by a tick, enough to cross a second.
 std::time_t wallClockNow() {
@@ -152,17 +148,10 @@ std::time_t wallClockNow() {
 
 class LoggingDispatcher : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "vesk-dispatcher-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-    logPath_ = dir_ / "vesk.log";
-    setenv("VESK_LOG_FILE", logPath_.c_str(), 1);
-  }
+  void SetUp() override { setenv("VESK_LOG_FILE", logPath_.c_str(), 1); }
   void TearDown() override {
     unsetenv("VESK_LOG_FILE");
     unsetenv("VESK_LOG_LEVEL");
-    fs::remove_all(dir_);
   }
 
   // Loads the dispatcher under the given VESK_LOG_LEVEL (nullptr: unset) and attaches client.
@@ -181,8 +170,9 @@ class LoggingDispatcher : public ::testing::Test {
     return dispatcher;
   }
 
-  fs::path dir_;
-  fs::path logPath_;
+  vesk::test::TempDir temp_;
+  fs::path dir_ = temp_.Path();
+  fs::path logPath_ = dir_ / "vesk.log";
 };
 
 TEST_F(LoggingDispatcher, LevelTextForms) {
@@ -228,7 +218,7 @@ TEST_F(LoggingDispatcher, BadEntriesAreSkippedWithOneWarningEach) {
   dispatcher->setLevels("zz");
   capture.finish();
 
-  const auto lines = readLines(dir_ / "stderr");
+  const auto lines = ReadLines(dir_ / "stderr");
   ASSERT_EQ(lines.size(), 4u);
   const char* bad[] = {"'oops'", "'b=9'", "'c='", "'zz'"};
   for (size_t i = 0; i < lines.size(); ++i) {
@@ -277,7 +267,7 @@ TEST_F(LoggingDispatcher, LineHasLocalTimeLevelNameAndText) {
   client.log("vesk.genicam.lib", 5, "ends in a newline\n");
   const std::time_t after = wallClockNow();
 
-  const auto lines = readLines(logPath_);
+  const auto lines = ReadLines(logPath_);
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[0], "earlier line");
   auto m = fieldsOf(lines[1]);
@@ -409,7 +399,7 @@ TEST_F(LoggingDispatcher, UnopenableLogFileFallsBackToStderr) {
   client.log("vesk.genicam.lib", 4, "two");
   capture.finish();
 
-  auto lines = readLines(dir_ / "stderr");
+  auto lines = ReadLines(dir_ / "stderr");
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_NE(lines[0].find(unopenable.string()), std::string::npos) << lines[0];
   lines.erase(lines.begin());

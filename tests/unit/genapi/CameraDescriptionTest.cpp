@@ -4,16 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "genapi/GenApi.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/TempDir.h"
 #include "tests/unit/genapi/DescriptionText.h"
 #include "tests/unit/genapi/MemoryPort.h"
 
@@ -33,13 +32,6 @@ std::string FakeCameraXml() {
   return text;
 }
 
-std::string FileText(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 // A description connected to zeroed memory.
 class CameraDescription : public ::testing::TestWithParam<std::string> {
  protected:
@@ -49,7 +41,7 @@ class CameraDescription : public ::testing::TestWithParam<std::string> {
     } else {
       const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/" + GetParam() + ".xml";
       if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
-      xml_ = FileText(path);
+      xml_ = ReadText(path);
     }
     map_._LoadXMLFromString(xml_);
     ASSERT_TRUE(map_._Connect(&port_, "Device"));

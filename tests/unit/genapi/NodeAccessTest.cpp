@@ -18,21 +18,6 @@ std::vector<std::string> Names(const NodeList_t& nodes) {
   return names;
 }
 
-// Runs call and returns the description of the GenICam exception of type E that it threw.
-template <class E, class Call>
-std::string DescriptionOf(Call call) {
-  try {
-    call();
-  } catch (const E& error) {
-    return error.GetDescription();
-  } catch (const GenICam::GenericException& error) {
-    ADD_FAILURE() << "other GenICam exception: " << error.GetDescription();
-    return "";
-  }
-  ADD_FAILURE() << "no exception";
-  return "";
-}
-
 struct AccessCase {
   const char* node;
   EAccessMode mode;

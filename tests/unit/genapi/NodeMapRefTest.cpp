@@ -14,16 +14,6 @@ namespace {
 
 using namespace GenApi;
 
-template <class E, class Call>
-std::string DescriptionOf(Call call) {
-  try {
-    call();
-  } catch (const E& error) {
-    return error.GetDescription();
-  }
-  return "(no exception of the expected type)";
-}
-
 TEST(NodeMapRef, TheFactoryMapGoesIntoAReferenceWithOneUse) {
   const std::string xml = ProbeDescription();
   CNodeMapRef* reference = new CNodeMapRef("Device");

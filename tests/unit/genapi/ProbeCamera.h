@@ -1,6 +1,10 @@
 #ifndef VESK_TESTS_UNIT_GENAPI_PROBE_CAMERA_H
 #define VESK_TESTS_UNIT_GENAPI_PROBE_CAMERA_H
 
+#include <gtest/gtest.h>
+
+#include <string>
+
 #include "genapi/GenApi.h"
 #include "tests/unit/genapi/MemoryPort.h"
 
@@ -215,6 +219,21 @@ struct ProbeCamera {
   MemoryPort port;
   GenApi::CNodeMapRef map;
 };
+
+// Runs call and returns the description of the GenICam exception of type E that it threw.
+template <class E, class Call>
+std::string DescriptionOf(Call call) {
+  try {
+    call();
+  } catch (const E& error) {
+    return error.GetDescription();
+  } catch (const GenICam::GenericException& error) {
+    ADD_FAILURE() << "other GenICam exception: " << error.GetDescription();
+    return "";
+  }
+  ADD_FAILURE() << "no exception";
+  return "";
+}
 
 }  // namespace vesk::test
 

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,8 +28,8 @@ constexpr auto kRequest = PcapDumper::Direction::Request;
 constexpr auto kReply = PcapDumper::Direction::Reply;
 
 Bytes ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), {});
+  const std::string text = vesk::test::ReadText(path);
+  return Bytes(text.begin(), text.end());
 }
 
 uint32_t Le32(const Bytes& b, size_t at) {

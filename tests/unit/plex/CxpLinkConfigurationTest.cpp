@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -13,16 +11,9 @@
 namespace {
 
 using vesk::core::plex::CxpLinkConfiguration;
+using vesk::test::ReadText;
 using vesk::test::TempDir;
-
-std::string ReadText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void WriteText(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
+using vesk::test::WriteText;
 
 // The message of the runtime_error that `call` raises, empty if it raises none.
 std::string ErrorOf(const std::function<void()>& call) {

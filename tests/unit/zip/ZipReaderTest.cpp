@@ -4,11 +4,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/support/TempDir.h"
 #include "vesk_genicam/impl/ZipReader.h"
 
 namespace {
@@ -83,41 +82,29 @@ std::string SampleText(size_t lines) {
 // Archives made by the zip tool in a directory of their own.
 class ZipReaderTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/zip_reader_test_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    m_dir = pattern;
-  }
-  void TearDown() override {
-    if (!m_dir.empty()) std::filesystem::remove_all(m_dir);
-  }
-
   void Write(const std::string& name, const Bytes& content) const {
-    std::ofstream out(m_dir / name, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(content.data()),
-              static_cast<std::streamsize>(content.size()));
+    vesk::test::WriteText(m_dir.File(name), std::string(content.begin(), content.end()));
   }
 
   Bytes Read(const std::string& name) const {
-    std::ifstream in(m_dir / name, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return BytesOf(vesk::test::ReadText(m_dir.File(name)));
   }
 
   // Runs the zip tool in the directory; `arguments` follow "zip -q -X".
   void Run(const std::string& arguments) const {
-    const std::string command = "cd '" + m_dir.string() + "' && zip -q -X " + arguments;
+    const std::string command = "cd '" + m_dir.Path() + "' && zip -q -X " + arguments;
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
   }
 
   // A one-entry archive; zip would add to an older one.
   Bytes Zip(const std::string& options, const std::string& name, const Bytes& content) {
-    std::filesystem::remove(m_dir / "out.zip");
+    std::filesystem::remove(m_dir.File("out.zip"));
     Write(name, content);
     Run(options + " out.zip " + name);
     return Read("out.zip");
   }
 
-  std::filesystem::path m_dir;
+  vesk::test::TempDir m_dir;
 };
 
 TEST_F(ZipReaderTest, StoredAndDeflatedEntriesComeBackByteForByte) {

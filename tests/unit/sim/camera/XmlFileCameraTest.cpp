@@ -2,8 +2,6 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -22,13 +20,9 @@ using vesk::sim::Camera;
 using vesk::sim::XmlForm;
 using vesk::test::AravisWarnings;
 using vesk::test::CameraArvDevice;
+using vesk::test::ReadText;
 using vesk::test::TempDir;
 using namespace vesk::test::camera;
-
-std::string FileText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // The description files of a folder that start as XML; the others are known to be broken.
 std::vector<std::string> XmlFiles(const std::string& folder) {
@@ -38,7 +32,7 @@ std::vector<std::string> XmlFiles(const std::string& folder) {
   while (const dirent* entry = readdir(dir)) {
     const std::string name = entry->d_name;
     if (name.size() < 4 || name.compare(name.size() - 4, 4, ".xml") != 0) continue;
-    if (FileText(folder + "/" + name).rfind("<", 0) == 0) files.push_back(folder + "/" + name);
+    if (ReadText(folder + "/" + name).rfind("<", 0) == 0) files.push_back(folder + "/" + name);
   }
   closedir(dir);
   return files;
@@ -67,7 +61,7 @@ TEST(XmlFileCameraTest, ServesTheFileOverMemoryThatReadsZerosUntilWritten) {
   TempDir dir;
   const std::string path = dir.File("Some_Camera_1_2_3.xml");
   const std::string xml = "<?xml version=\"1.0\"?>\n<RegisterDescription/>\n";
-  std::ofstream(path, std::ios::binary) << xml;
+  vesk::test::WriteText(path, xml);
 
   std::unique_ptr<Camera> plain =
       Camera::FromXmlFile(path, {"V", "M", "S", "1", "U"}, XmlForm::Plain);
@@ -100,7 +94,7 @@ TEST(XmlFileCameraTest, RealDescriptionsLoadInAravisThroughTheCameraMemory) {
   for (const std::string& path : files) {
     std::unique_ptr<Camera> camera = Camera::FromXmlFile(path, {}, XmlForm::Zipped);
     const std::string xml = ServedXml(*camera);
-    EXPECT_EQ(xml, FileText(path)) << path;
+    EXPECT_EQ(xml, ReadText(path)) << path;
     // Aravis complains about the zeros that the memory holds where entries or divisors belong.
     AravisWarnings expected;
     CameraArvDevice device(*camera, xml);
