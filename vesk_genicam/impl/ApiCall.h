@@ -1,8 +1,6 @@
 #ifndef VESK_GENICAM_IMPL_API_CALL_H
 #define VESK_GENICAM_IMPL_API_CALL_H
 
-#include <pthread.h>
-
 #include <cstdint>
 #include <memory>
 #include <sstream>

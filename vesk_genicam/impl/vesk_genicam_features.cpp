@@ -89,6 +89,13 @@ int __impl_Mlo_setGenICamSimpleValue(MloCameraHandle* camera, const char* featur
   });
 }
 
+// A read of a write-only node answers with the setter's words and code, not -1104 "write only"
+// as the enumerations have it.
+template <class T>
+bool IsWriteOnly(const T& node) {
+  return static_cast<GenApi::IBase*>(node)->GetAccessMode() == GenApi::WO;
+}
+
 template <class V, class T>
 int __impl_Mlo_getGenICamSimpleValue(MloCameraHandle* camera, const char* feature, V* value,
                                      ArgumentFormatter formatter) {
@@ -98,10 +105,8 @@ int __impl_Mlo_getGenICamSimpleValue(MloCameraHandle* camera, const char* featur
     return code;
   }
   return CatchAtBoundary(Reporter(formatter), Action("getting feature ", feature), [&] {
-    // The setter's words and code, not -1104 "write only" as the enumerations have it.
-    if (static_cast<GenApi::IBase*>(node)->GetAccessMode() == GenApi::WO) {
+    if (IsWriteOnly(node))
       return Fail(formatter, -1105, "Feature " + Text(feature) + " is read only");
-    }
     *value = node->GetValue(false, false);
     return 0;
   });
@@ -115,9 +120,8 @@ int __impl_Mlo_getGenICamSimpleValueLimits(MloCameraHandle* camera, const char* 
     return code;
   }
   return CatchAtBoundary(Reporter(formatter), Action("getting feature ", feature), [&] {
-    if (static_cast<GenApi::IBase*>(node)->GetAccessMode() == GenApi::WO) {
+    if (IsWriteOnly(node))
       return Fail(formatter, -1105, "Feature " + Text(feature) + " is read only");
-    }
     *min = node->GetMin();
     *max = node->GetMax();
     *inc = node->GetInc();
