@@ -90,6 +90,22 @@ void SyncInvalidators(ArvDomNode* element) {
   }
 }
 
+bool IsCachable(ArvGcFeatureNode* node) {
+  ArvDomNode* element = ARV_DOM_NODE(node);
+  // A struct entry is cached as the register that holds it.
+  if (ARV_IS_GC_STRUCT_ENTRY_NODE(node)) element = arv_dom_node_get_parent_node(element);
+  for (ArvDomNode* child = arv_dom_node_get_first_child(element); child;
+       child = arv_dom_node_get_next_sibling(child)) {
+    if (ARV_IS_GC_PROPERTY_NODE(child) && arv_gc_property_node_get_node_type(ARV_GC_PROPERTY_NODE(
+                                              child)) == ARV_GC_PROPERTY_NODE_TYPE_CACHABLE) {
+      return arv_gc_property_node_get_cachable(ARV_GC_PROPERTY_NODE(child),
+                                               ARV_GC_CACHABLE_WRITE_THROUGH) !=
+             ARV_GC_CACHABLE_NO_CACHE;
+    }
+  }
+  return true;  // GenICam's default is WriteThrough
+}
+
 }  // namespace
 
 CNodeImpl::CNodeImpl(CNodeMapImpl& map, ArvGcFeatureNode* node, std::string name,
@@ -106,7 +122,18 @@ CNodeImpl::~CNodeImpl() {
 
 EAccessMode CNodeImpl::GetAccessMode() const {
   std::lock_guard<std::recursive_mutex> lock(map_.Mutex());
+  const uint64_t generation = map_.AccessModeGeneration();
+  if (accessModeGeneration_ == generation) return accessMode_;
   CacheBypass bypass(map_.Genicam(), !RefreshStaleRegisters());
+  const EAccessMode mode = EvaluateAccessMode();
+  if (AccessModeCachable()) {
+    accessMode_ = mode;
+    accessModeGeneration_ = generation;
+  }
+  return mode;
+}
+
+EAccessMode CNodeImpl::EvaluateAccessMode() const {
   gboolean implemented = TRUE;
   Invoke([&](GError** error) { implemented = arv_gc_feature_node_is_implemented(node_, error); });
   if (!implemented) return NI;
@@ -120,6 +147,21 @@ EAccessMode CNodeImpl::GetAccessMode() const {
   Invoke([&](GError** error) { locked = arv_gc_feature_node_is_locked(node_, error); });
   if (!locked) return mode;
   return mode == RW ? RO : NA;
+}
+
+bool CNodeImpl::AccessModeCachable() const {
+  if (!accessModeCachable_) {
+    bool cachable = true;
+    for (const CNodeImpl* node : Collect(&CNodeImpl::writing_)) {
+      for (const CNodeImpl* condition : node->access_) {
+        for (const CNodeImpl* read : condition->RegistersRead()) {
+          cachable = cachable && IsCachable(read->node_);
+        }
+      }
+    }
+    accessModeCachable_ = cachable;
+  }
+  return *accessModeCachable_;
 }
 
 EAccessMode CNodeImpl::BaseAccessMode() const {
@@ -191,6 +233,7 @@ void CNodeImpl::InvalidateNode() {
   {
     std::lock_guard<std::recursive_mutex> lock(map_.Mutex());
     touched = WithDependents();
+    map_.ForgetAccessModes();
     for (CNodeImpl* node : touched) map_.MarkStale(*node);
     RunAll(touched, cbPostInsideLock);
   }
@@ -230,6 +273,11 @@ void CNodeImpl::AddLink(LinkKind kind, CNodeImpl* target) {
   switch (kind) {
     case LinkKind::Value:
       Append(writing_, target);
+      Append(reading_, target);
+      Append(target->dependents_, this);
+      break;
+    case LinkKind::Access:
+      Append(access_, target);
       [[fallthrough]];
     case LinkKind::Reading:
       Append(reading_, target);
@@ -255,6 +303,8 @@ std::vector<CNodeImpl*> CNodeImpl::WithDependents() const {
 
 void CNodeImpl::Read(const AravisCall& call, bool ignoreCache) const {
   std::lock_guard<std::recursive_mutex> lock(map_.Mutex());
+  // New values from the camera may open or close other nodes.
+  if (ignoreCache) map_.ForgetAccessModes();
   const bool fresh = ignoreCache || !RefreshStaleRegisters();
   CacheBypass bypass(map_.Genicam(), fresh);
   Invoke(call);
@@ -265,6 +315,7 @@ void CNodeImpl::Write(const AravisCall& call) {
   {
     std::lock_guard<std::recursive_mutex> lock(map_.Mutex());
     CacheBypass bypass(map_.Genicam(), !RefreshStaleRegisters());
+    map_.ForgetAccessModes();
     Invoke(call);
     // Aravis has kept or dropped the written registers as their caching mode says; what
     // depends on them has to be read again.

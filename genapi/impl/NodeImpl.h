@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,8 @@ class CNodeMapImpl;
 
 // How a link of the camera description ties two nodes together.
 enum class LinkKind {
-  Reading,      // the node reads the target to get its value or access mode
+  Reading,      // the node reads the target to get its value
+  Access,       // pIsImplemented, pIsAvailable, pIsLocked: the target settles the access mode
   Value,        // pValue: read and written with the node
   Feature,      // pFeature of a category
   Invalidator,  // pInvalidator: a change of the target invalidates the node
@@ -94,6 +96,9 @@ class CNodeImpl : public INode {
   // Reads the stale registers that this node reads; false if one of them failed.
   bool RefreshStaleRegisters() const;
   bool Refresh(const CNodeImpl& requester);
+  EAccessMode EvaluateAccessMode() const;
+  // False if the access mode rests on a register that is read from the camera every time.
+  bool AccessModeCachable() const;
   // The cached registers that a read of this node may touch.
   const std::vector<CNodeImpl*>& RegistersRead() const;
   // This node and every node reached through the links, breadth first.
@@ -108,12 +113,17 @@ class CNodeImpl : public INode {
   std::vector<CNodeImpl*> parents_;
   std::vector<CNodeImpl*> reading_;
   std::vector<CNodeImpl*> writing_;
+  std::vector<CNodeImpl*> access_;
   std::vector<CNodeImpl*> features_;
   std::vector<CNodeImpl*> categories_;
   std::vector<CNodeImpl*> invalidators_;
   std::vector<CNodeImpl*> dependents_;
   mutable std::vector<CNodeImpl*> registersRead_;
   mutable bool registersReadKnown_ = false;
+  mutable EAccessMode accessMode_ = NI;
+  // The map's access mode generation that accessMode_ belongs to; 0 for none.
+  mutable uint64_t accessModeGeneration_ = 0;
+  mutable std::optional<bool> accessModeCachable_;
 };
 
 // A node with a value: I is the value interface it offers.

@@ -116,6 +116,10 @@ LinkKind KindOf(ArvGcPropertyNodeType type) {
       return LinkKind::Invalidator;
     case ARV_GC_PROPERTY_NODE_TYPE_P_SELECTED:
       return LinkKind::Selected;
+    case ARV_GC_PROPERTY_NODE_TYPE_P_IS_IMPLEMENTED:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_IS_AVAILABLE:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_IS_LOCKED:
+      return LinkKind::Access;
     default:
       return LinkKind::Reading;
   }
@@ -169,6 +173,7 @@ void CNodeMapImpl::InvalidateNodes() const {
   const std::vector<CNodeImpl*> nodes = AllNodes();
   {
     std::lock_guard<std::recursive_mutex> lock(mutex_);
+    ForgetAccessModes();
     for (CNodeImpl* node : nodes) MarkStale(*node);
     for (CNodeImpl* node : nodes) node->RunCallbacks(cbPostInsideLock);
   }
@@ -180,6 +185,7 @@ bool CNodeMapImpl::Connect(IPort* port, const gcstring& portName) const {
   const INode* node = GetNode(portName);
   if (!node || node->GetPrincipalInterfaceType() != intfIPort) return false;
   // Whatever was cached came from another port.
+  ForgetAccessModes();
   if (binding_.port) {
     for (CNodeImpl* each : AllNodes()) MarkStale(*each);
   }

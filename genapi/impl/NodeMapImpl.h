@@ -43,6 +43,9 @@ class CNodeMapImpl : public INodeMap, public IDestroy {
   void MarkStale(CNodeImpl& node) const;
   void ClearStale(CNodeImpl& node) const;
   bool HasStaleRegisters() const { return staleCount_ != 0; }
+  // Cached access modes hold for one generation; whatever may change a register starts the next.
+  uint64_t AccessModeGeneration() const { return accessModeGeneration_; }
+  void ForgetAccessModes() const { ++accessModeGeneration_; }
 
  private:
   void AddNodes(ArvDomNode* parent);
@@ -68,6 +71,7 @@ class CNodeMapImpl : public INodeMap, public IDestroy {
   std::unordered_map<std::string, CNodeImpl*> byName_;
   std::unordered_map<const ArvGcFeatureNode*, CNodeImpl*> byArvNode_;
   mutable size_t staleCount_ = 0;
+  mutable uint64_t accessModeGeneration_ = 1;
 };
 
 }  // namespace GenApi

@@ -55,6 +55,29 @@ TEST(NodeAccess, AvailabilityFollowsTheRegisterThatControlsIt) {
   EXPECT_EQ(flagged->GetAccessMode(), NA);
   camera.Get<IInteger>("Flag")->SetValue(1);
   EXPECT_EQ(flagged->GetAccessMode(), RW);
+
+  // A change in the camera shows once the map is told of it or reads the register afresh.
+  camera.port.Put32(0x0C0, 0);
+  EXPECT_EQ(flagged->GetAccessMode(), RW);
+  camera.map._GetNode("Flag")->InvalidateNode();
+  EXPECT_EQ(flagged->GetAccessMode(), NA);
+  camera.port.Put32(0x0C0, 1);
+  camera.Get<IInteger>("Flag")->GetValue(false, true);
+  EXPECT_EQ(flagged->GetAccessMode(), RW);
+
+  // A mode that could not be found out is not kept.
+  camera.map._InvalidateNodes();
+  camera.port.failure = [](int64_t) { throw std::runtime_error("link down"); };
+  EXPECT_THROW(flagged->GetAccessMode(), std::runtime_error);
+  camera.port.failure = nullptr;
+  camera.port.Put32(0x0C0, 0);
+  EXPECT_EQ(flagged->GetAccessMode(), NA);
+
+  // Over a register that is never cached, the mode follows the camera at once.
+  CIntegerPtr polled = camera.Get<IInteger>("Polled");
+  EXPECT_EQ(polled->GetAccessMode(), NA);
+  camera.port.Put32(0x0C4, 1);
+  EXPECT_EQ(polled->GetAccessMode(), RW);
 }
 
 struct TypeCase {

@@ -159,6 +159,11 @@ inline const char* ProbeDescription() {
   <IntReg Name="Flag">
     <Address>0x0C0</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
   </IntReg>
+  <Integer Name="Polled"><pIsAvailable>Ready</pIsAvailable><pValue>ReadWrite</pValue></Integer>
+  <IntReg Name="Ready">
+    <Address>0x0C4</Address><Length>4</Length><AccessMode>RO</AccessMode><pPort>Device</pPort>
+    <Cachable>NoCache</Cachable>
+  </IntReg>
 
   <IntReg Name="NoCacheReg">
     <Address>0x020</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
