@@ -2,21 +2,22 @@
 #include "tools/logging/LoggingDispatcherDescriptor.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <regex.h>
-#include <unistd.h>
+#include <time.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,26 +26,25 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 using vesk::test::ReadLines;
+using Changes = std::vector<std::pair<uint64_t, unsigned>>;
+using Lines = std::vector<std::string>;
 
 // Plays the part of libvesk_genicam.so and records what the dispatcher tells it.
 struct Client {
   LoggingRegisterLoggerFn registerLogger = nullptr;
   LoggingWriteFn write = nullptr;
-  std::mutex mutex;
-  std::vector<std::pair<uint64_t, unsigned>> levelChanges;
+  Changes levelChanges;
   int forgotten = 0;
 
   static void* forget(void* self) {
-    auto* client = static_cast<Client*>(self);
-    std::lock_guard<std::mutex> lock(client->mutex);
-    ++client->forgotten;
+    ++static_cast<Client*>(self)->forgotten;
     return self;
   }
   static void setLevel(void* self, uint64_t id, unsigned level) {
-    auto* client = static_cast<Client*>(self);
-    std::lock_guard<std::mutex> lock(client->mutex);
-    client->levelChanges.emplace_back(id, level);
+    static_cast<Client*>(self)->levelChanges.emplace_back(id, level);
   }
 
   std::pair<uint64_t, unsigned> enroll(const char* name) {
@@ -82,77 +82,31 @@ struct Dispatcher {
   void detach(Client& client) { descriptor->detach(&client); }
 };
 
-// Sends fd 2 to a file until finish().
-class StderrCapture {
- public:
-  explicit StderrCapture(fs::path path) : path_(std::move(path)), saved_(dup(STDERR_FILENO)) {
-    const int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(fd, STDERR_FILENO);
-    close(fd);
-  }
-  ~StderrCapture() { finish(); }
-  void finish() {
-    if (saved_ < 0) return;
-    dup2(saved_, STDERR_FILENO);
-    close(saved_);
-    saved_ = -1;
-  }
-
- private:
-  fs::path path_;
-  int saved_;
-};
-
-// The fields of a log line: [1..6] the time stamp down to seconds, [7] level, [8] logger name,
-// [9] text; empty if the line does not have the form. POSIX regex, as std::regex trips
-// -Wmaybe-uninitialized in sanitizer builds.
-std::vector<std::string> fieldsOf(const std::string& line) {
-  static regex_t pattern;
-  static const bool compiled =
-      regcomp(&pattern,
-              "^([0-9]{4})-([0-9]{2})-([0-9]{2}) ([0-9]{2}):([0-9]{2}):([0-9]{2})\\.[0-9]{3} "
-              "\\[([0-9])\\] ([^ :]+): (.*)$",
-              REG_EXTENDED) == 0;
-  regmatch_t groups[10];
-  if (!compiled || regexec(&pattern, line.c_str(), 10, groups, 0) != 0) return {};
-  std::vector<std::string> fields;
-  for (const regmatch_t& g : groups) fields.push_back(line.substr(g.rm_so, g.rm_eo - g.rm_so));
-  return fields;
+Lines linesOf(const std::string& text) {
+  std::istringstream in(text);
+  Lines lines;
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
 }
 
-struct Record {
-  unsigned level;
-  std::string name;
-  std::string text;
-  bool operator==(const Record& o) const {
-    return level == o.level && name == o.name && text == o.text;
-  }
-};
-
-std::vector<Record> parseRecords(const std::vector<std::string>& lines) {
-  std::vector<Record> records;
-  for (const std::string& line : lines) {
-    const auto m = fieldsOf(line);
-    EXPECT_FALSE(m.empty()) << "malformed line: " << line;
-    if (!m.empty()) records.push_back({unsigned(std::stoul(m[7])), m[8], m[9]});
-  }
+// The line without its time stamp "YYYY-MM-DD HH:MM:SS.mmm ", whose fields go to `stamp`.
+std::string unstamped(const std::string& line, std::tm& stamp) {
+  const char* rest = strptime(line.c_str(), "%Y-%m-%d %H:%M:%S.", &stamp);
+  const bool stamped = rest && rest == line.c_str() + 20 && line.size() > 24 &&
+                       std::all_of(rest, rest + 3, isdigit) && rest[3] == ' ';
+  EXPECT_TRUE(stamped) << "malformed line: " << line;
+  return stamped ? line.substr(24) : line;
+}
+Lines unstamped(const Lines& lines) {
+  Lines records;
+  std::tm stamp{};
+  for (const std::string& line : lines) records.push_back(unstamped(line, stamp));
   return records;
-}
-
-std::vector<Record> readRecords(const fs::path& path) { return parseRecords(ReadLines(path)); }
-
-// time() may lag the clock the stamps come from by a tick, enough to cross a second.
-std::time_t wallClockNow() {
-  return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
 }
 
 class LoggingDispatcher : public ::testing::Test {
  protected:
   void SetUp() override { setenv("VESK_LOG_FILE", logPath_.c_str(), 1); }
-  void TearDown() override {
-    unsetenv("VESK_LOG_FILE");
-    unsetenv("VESK_LOG_LEVEL");
-  }
 
   // Loads the dispatcher under the given VESK_LOG_LEVEL (nullptr: unset) and attaches client.
   std::unique_ptr<Dispatcher> start(const char* levels, Client& client) {
@@ -169,19 +123,15 @@ class LoggingDispatcher : public ::testing::Test {
     dispatcher->attach(client);
     return dispatcher;
   }
+  Lines logged() { return unstamped(ReadLines(logPath_)); }
 
   vesk::test::TempDir temp_;
-  fs::path dir_ = temp_.Path();
-  fs::path logPath_ = dir_ / "vesk.log";
+  fs::path logPath_ = fs::path(temp_.Path()) / "vesk.log";
 };
 
+// Level 7 writes nothing, and the log file is opened at first need only.
 TEST_F(LoggingDispatcher, LevelTextForms) {
-  struct Case {
-    const char* text;
-    unsigned lib;
-    unsigned other;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, unsigned, unsigned> cases[] = {
       {nullptr, 7, 7},
       {"", 7, 7},
       {" \t", 7, 7},
@@ -194,19 +144,23 @@ TEST_F(LoggingDispatcher, LevelTextForms) {
       {"1,2", 7, 7},
       {"x,*=0,vesk.genicam.lib=8,=3,other=abc,other=,*=4", 4, 4},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text ? std::string("VESK_LOG_LEVEL=\"") + c.text + "\"" : "unset");
-    StderrCapture quiet(dir_ / "stderr");
+  for (const auto& [text, lib, other] : cases) {
+    SCOPED_TRACE(text ? std::string("VESK_LOG_LEVEL=\"") + text + "\"" : "unset");
+    CaptureStderr();
     Client client;
-    auto dispatcher = start(c.text, client);
+    auto dispatcher = start(text, client);
+    GetCapturedStderr();
     ASSERT_TRUE(dispatcher);
-    EXPECT_EQ(client.levelOf("vesk.genicam.lib"), c.lib);
-    EXPECT_EQ(client.levelOf("other"), c.other);
+    EXPECT_EQ(client.levelOf("vesk.genicam.lib"), lib);
+    EXPECT_EQ(client.levelOf("other"), other);
+    for (unsigned level = 1; level <= 7; ++level) client.log("vesk.genicam.lib", level, "x");
+    EXPECT_EQ(fs::exists(logPath_), lib < 7);
+    fs::remove(logPath_);
   }
 }
 
 TEST_F(LoggingDispatcher, BadEntriesAreSkippedWithOneWarningEach) {
-  StderrCapture capture(dir_ / "stderr");
+  CaptureStderr();
   Client first;
   Client second;
   auto dispatcher = start("a=2, oops ,b=9,c=,*=4", first);
@@ -216,42 +170,11 @@ TEST_F(LoggingDispatcher, BadEntriesAreSkippedWithOneWarningEach) {
   EXPECT_EQ(first.levelOf("b"), 4u);
   EXPECT_EQ(second.levelOf("c"), 4u);
   dispatcher->setLevels("zz");
-  capture.finish();
-
-  const auto lines = ReadLines(dir_ / "stderr");
+  const Lines lines = linesOf(GetCapturedStderr());
   ASSERT_EQ(lines.size(), 4u);
   const char* bad[] = {"'oops'", "'b=9'", "'c='", "'zz'"};
-  for (size_t i = 0; i < lines.size(); ++i) {
+  for (size_t i = 0; i < lines.size(); ++i)
     EXPECT_NE(lines[i].find(bad[i]), std::string::npos) << lines[i];
-  }
-}
-
-TEST_F(LoggingDispatcher, NothingIsWrittenWithoutLevels) {
-  for (const char* text : {static_cast<const char*>(nullptr), ""}) {
-    Client client;
-    auto dispatcher = start(text, client);
-    ASSERT_TRUE(dispatcher);
-    for (unsigned level = 1; level <= 7; ++level) client.log("vesk.genicam.lib", level, "x");
-  }
-  // Opened at first need only, so not even created.
-  EXPECT_FALSE(fs::exists(logPath_));
-}
-
-TEST_F(LoggingDispatcher, EachNameKeepsOneId) {
-  Client first;
-  Client second;
-  auto dispatcher = start("3", first);
-  ASSERT_TRUE(dispatcher);
-  dispatcher->attach(second);
-  EXPECT_EQ(first.idOf("x"), 1u);
-  EXPECT_EQ(first.idOf("y"), 2u);
-  EXPECT_EQ(first.idOf("x"), 1u);
-  EXPECT_EQ(second.idOf("y"), 2u);
-  EXPECT_EQ(second.idOf("z"), 3u);
-  dispatcher->detach(first);
-  dispatcher->attach(first);
-  EXPECT_EQ(first.idOf("z"), 3u);
-  EXPECT_EQ(first.idOf("w"), 4u);
 }
 
 TEST_F(LoggingDispatcher, LineHasLocalTimeLevelNameAndText) {
@@ -262,33 +185,24 @@ TEST_F(LoggingDispatcher, LineHasLocalTimeLevelNameAndText) {
   Client client;
   auto dispatcher = start("*=1", client);
   ASSERT_TRUE(dispatcher);
-  const std::time_t before = wallClockNow();
+  // time() may lag the clock the stamps come from by a tick, enough to cross a second.
+  const auto now = [] {
+    return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  };
+  const std::time_t before = now();
   client.log("vesk.genicam.lib", 3, "thread-id=7|Entering open: [x]");
   client.log("vesk.genicam.lib", 5, "ends in a newline\n");
-  const std::time_t after = wallClockNow();
+  const std::time_t after = now();
 
-  const auto lines = ReadLines(logPath_);
+  const Lines lines = ReadLines(logPath_);
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[0], "earlier line");
-  auto m = fieldsOf(lines[1]);
-  ASSERT_FALSE(m.empty()) << lines[1];
-  EXPECT_EQ(m[7], "3");
-  EXPECT_EQ(m[8], "vesk.genicam.lib");
-  EXPECT_EQ(m[9], "thread-id=7|Entering open: [x]");
   std::tm stamp{};
-  stamp.tm_year = std::stoi(m[1]) - 1900;
-  stamp.tm_mon = std::stoi(m[2]) - 1;
-  stamp.tm_mday = std::stoi(m[3]);
-  stamp.tm_hour = std::stoi(m[4]);
-  stamp.tm_min = std::stoi(m[5]);
-  stamp.tm_sec = std::stoi(m[6]);
+  EXPECT_EQ(unstamped(lines[1], stamp), "[3] vesk.genicam.lib: thread-id=7|Entering open: [x]");
   const std::time_t wallClock = timegm(&stamp) - (5 * 3600 + 30 * 60);
   EXPECT_GE(wallClock, before);
   EXPECT_LE(wallClock, after);
-  m = fieldsOf(lines[2]);
-  ASSERT_FALSE(m.empty()) << lines[2];
-  EXPECT_EQ(m[7], "5");
-  EXPECT_EQ(m[9], "ends in a newline");
+  EXPECT_EQ(unstamped(lines[2], stamp), "[5] vesk.genicam.lib: ends in a newline");
   unsetenv("TZ");
 }
 
@@ -299,9 +213,8 @@ TEST_F(LoggingDispatcher, MessagesBelowTheLoggerLevelAreDropped) {
   for (unsigned level = 1; level <= 7; ++level) client.log("quiet", level, "q");
   client.log("chatty", 1, "c");
   client.log("chatty", 2, "c");
-  const std::vector<Record> expected = {{3, "quiet", "q"}, {4, "quiet", "q"},  {5, "quiet", "q"},
-                                        {6, "quiet", "q"}, {1, "chatty", "c"}, {2, "chatty", "c"}};
-  EXPECT_EQ(readRecords(logPath_), expected);
+  EXPECT_EQ(logged(), (Lines{"[3] quiet: q", "[4] quiet: q", "[5] quiet: q", "[6] quiet: q",
+                             "[1] chatty: c", "[2] chatty: c"}));
 }
 
 TEST_F(LoggingDispatcher, ConcurrentWritersLeaveWholeLines) {
@@ -311,36 +224,35 @@ TEST_F(LoggingDispatcher, ConcurrentWritersLeaveWholeLines) {
   auto dispatcher = start("1", client);
   ASSERT_TRUE(dispatcher);
   std::vector<uint64_t> sharedIds(kThreads);
+  const auto name = [](int t, int i) { return i % 2 ? "shared" : "thread" + std::to_string(t); };
+  const auto text = [](int t, int i) {
+    return std::to_string(t) + " " + std::to_string(i) + " " + std::string(150, char('a' + t));
+  };
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       sharedIds[t] = client.idOf("shared");
-      const std::string own = "thread" + std::to_string(t);
-      for (int i = 0; i < kLines; ++i) {
-        const std::string text = std::to_string(t) + " " + std::to_string(i) + " " +
-                                 std::string(150, static_cast<char>('a' + t));
-        client.log(i % 2 ? "shared" : own.c_str(), 3, text);
-      }
+      for (int i = 0; i < kLines; ++i) client.log(name(t, i).c_str(), 3, text(t, i));
     });
   }
   for (auto& thread : threads) thread.join();
 
   for (uint64_t id : sharedIds) EXPECT_EQ(id, sharedIds[0]);
-  const auto records = readRecords(logPath_);
+  const Lines records = logged();
   ASSERT_EQ(records.size(), size_t(kThreads * kLines));
+  // Lines of one thread stay in order, so each must be the next of its thread.
   std::vector<int> next(kThreads, 0);
-  for (const Record& r : records) {
-    const int t = r.text[0] - '0';
-    ASSERT_TRUE(t >= 0 && t < kThreads) << r.text;
-    // Lines of one thread stay in order, so each must be the next of its thread.
-    EXPECT_EQ(r.text, std::to_string(t) + " " + std::to_string(next[t]) + " " +
-                          std::string(150, static_cast<char>('a' + t)));
-    EXPECT_EQ(r.name, next[t] % 2 ? "shared" : "thread" + std::to_string(t));
+  for (const std::string& record : records) {
+    const int t = record[record.find(": ") + 2] - '0';
+    ASSERT_TRUE(t >= 0 && t < kThreads) << record;
+    EXPECT_EQ(record, "[3] " + name(t, next[t]) + ": " + text(t, next[t]));
     ++next[t];
   }
 }
 
-TEST_F(LoggingDispatcher, SetLevelsReachesEveryAttachedClient) {
+// Each name keeps one id across clients, new levels reach every attached client, and unloading
+// makes those still attached forget the dispatcher.
+TEST_F(LoggingDispatcher, ClientsShareIdsHearOfNewLevelsAndForgetAnUnloadedDispatcher) {
   Client first;
   Client second;
   Client gone;
@@ -350,15 +262,22 @@ TEST_F(LoggingDispatcher, SetLevelsReachesEveryAttachedClient) {
   dispatcher->attach(second);
   dispatcher->attach(gone);
   dispatcher->detach(gone);
-  const uint64_t a = first.idOf("a");
-  const uint64_t b = first.idOf("b");
+  EXPECT_EQ(first.idOf("a"), 1u);
+  EXPECT_EQ(first.idOf("b"), 2u);
+  EXPECT_EQ(first.idOf("a"), 1u);
+  EXPECT_EQ(second.idOf("b"), 2u);
+  EXPECT_EQ(second.idOf("c"), 3u);
+  dispatcher->detach(first);
+  dispatcher->attach(first);
+  EXPECT_EQ(first.idOf("c"), 3u);
+  EXPECT_EQ(first.idOf("d"), 4u);
 
   dispatcher->setLevels("a=2,*=4");
-  const std::vector<std::pair<uint64_t, unsigned>> changes = {{a, 2}, {b, 4}};
+  const Changes changes = {{1, 2}, {2, 4}, {3, 4}, {4, 4}};
   EXPECT_EQ(first.levelChanges, changes);
   EXPECT_EQ(second.levelChanges, changes);
   EXPECT_TRUE(gone.levelChanges.empty());
-  EXPECT_EQ(second.levelOf("c"), 4u);
+  EXPECT_EQ(second.levelOf("e"), 4u);
 
   // A later attach does not put the environment's levels back.
   dispatcher->attach(late);
@@ -366,46 +285,31 @@ TEST_F(LoggingDispatcher, SetLevelsReachesEveryAttachedClient) {
 
   first.log("a", 3, "passes");
   first.log("b", 3, "dropped");
-  const std::vector<Record> expected = {{3, "a", "passes"}};
-  EXPECT_EQ(readRecords(logPath_), expected);
+  EXPECT_EQ(logged(), Lines{"[3] a: passes"});
 
   dispatcher->setLevels(nullptr);
-  const std::vector<std::pair<uint64_t, unsigned>> silenced = {
-      {a, 7}, {b, 7}, {first.idOf("c"), 7}};
-  EXPECT_EQ(late.levelChanges, silenced);
-}
+  EXPECT_EQ(late.levelChanges, (Changes{{1, 7}, {2, 7}, {3, 7}, {4, 7}, {5, 7}}));
 
-TEST_F(LoggingDispatcher, UnloadForgetsClientsStillAttached) {
-  Client attached;
-  Client detached;
-  auto dispatcher = start("3", attached);
-  ASSERT_TRUE(dispatcher);
-  dispatcher->attach(detached);
-  dispatcher->detach(detached);
   dispatcher.reset();
-  EXPECT_EQ(attached.forgotten, 1);
-  EXPECT_EQ(detached.forgotten, 0);
+  EXPECT_EQ((std::vector{first.forgotten, second.forgotten, late.forgotten, gone.forgotten}),
+            (std::vector{1, 1, 1, 0}));
   EXPECT_EQ(dlopen(DISPATCHER_PATH, RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
 }
 
 TEST_F(LoggingDispatcher, UnopenableLogFileFallsBackToStderr) {
-  const fs::path unopenable = dir_ / "missing" / "vesk.log";
+  const fs::path unopenable = fs::path(temp_.Path()) / "missing" / "vesk.log";
   setenv("VESK_LOG_FILE", unopenable.c_str(), 1);
-  StderrCapture capture(dir_ / "stderr");
+  CaptureStderr();
   Client client;
   auto dispatcher = start("*=1", client);
   ASSERT_TRUE(dispatcher);
   client.log("vesk.genicam.lib", 3, "one");
   client.log("vesk.genicam.lib", 4, "two");
-  capture.finish();
-
-  auto lines = ReadLines(dir_ / "stderr");
+  Lines lines = linesOf(GetCapturedStderr());
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_NE(lines[0].find(unopenable.string()), std::string::npos) << lines[0];
   lines.erase(lines.begin());
-  const std::vector<Record> expected = {{3, "vesk.genicam.lib", "one"},
-                                        {4, "vesk.genicam.lib", "two"}};
-  EXPECT_EQ(parseRecords(lines), expected);
+  EXPECT_EQ(unstamped(lines), (Lines{"[3] vesk.genicam.lib: one", "[4] vesk.genicam.lib: two"}));
 }
 
 }  // namespace

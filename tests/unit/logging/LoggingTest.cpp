@@ -11,16 +11,22 @@ namespace {
 
 using test::CapturedLog;
 
-TEST(Logging, LevelsComeFromTheDispatcherAndCanChangeLater) {
+TEST(Logging, LevelsComeFromTheDispatcherAndWritesGoToItWithIdAndLevel) {
   CapturedLog::SetDefaultLevel(3);
   Logger* logger = Logging::GetLogger("vesk.genicam.CxpPort");
   EXPECT_FALSE(logger->IsEnabled(1));
   EXPECT_FALSE(logger->IsEnabled(2));
   EXPECT_TRUE(logger->IsEnabled(3));
   EXPECT_TRUE(logger->IsEnabled(5));
-
   CapturedLog::SetAllLevels(1);
   EXPECT_TRUE(logger->IsEnabled(1));
+
+  logger->Write(4, "thread-id=1|Failed to initiate GTX reset");
+  const auto lines = CapturedLog::Take();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].id, logger->GetId());
+  EXPECT_EQ(lines[0].level, 4u);
+  EXPECT_EQ(lines[0].text, "thread-id=1|Failed to initiate GTX reset");
 }
 
 TEST(Logging, OneNameOneLoggerAndNamesOfOneIdShareIt) {
@@ -33,17 +39,6 @@ TEST(Logging, OneNameOneLoggerAndNamesOfOneIdShareIt) {
   Logger* second = Logging::GetLogger("vesk.genicam.ClhsController");
   EXPECT_EQ(first, second);
   EXPECT_EQ(first->GetId(), 1u);
-}
-
-TEST(Logging, WriteHandsTheTextWithIdAndLevelToTheDispatcher) {
-  CapturedLog::SetDefaultLevel(1);
-  Logger* logger = Logging::GetLogger("vesk.genicam.MLOInterface");
-  logger->Write(4, "thread-id=1|Failed to initiate GTX reset");
-  const auto lines = CapturedLog::Take();
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].id, logger->GetId());
-  EXPECT_EQ(lines[0].level, 4u);
-  EXPECT_EQ(lines[0].text, "thread-id=1|Failed to initiate GTX reset");
 }
 
 TEST(Logging, AMutedThreadIsSilentAtEveryLevelAndOthersAreNot) {

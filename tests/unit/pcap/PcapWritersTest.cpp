@@ -11,6 +11,7 @@
 
 #include "templates/platform/PcapDumper.h"
 #include "tests/support/TempDir.h"
+#include "tests/unit/zip/ByteFields.h"
 #include "vesk_genicam/impl/PcapTrace.h"
 
 #ifndef VESK_TSHARK
@@ -20,25 +21,21 @@
 namespace {
 
 using vesk::templates::platform::PcapDumper;
+using vesk::test::AppendLe;
+using vesk::test::Bytes;
+using vesk::test::Le;
+using vesk::test::ReadBytes;
 using vesk::test::TempDir;
-using Bytes = std::vector<unsigned char>;
 using Lines = std::vector<std::string>;
 using Words = std::vector<unsigned int>;
 constexpr auto kRequest = PcapDumper::Direction::Request;
 constexpr auto kReply = PcapDumper::Direction::Reply;
 
-Bytes ReadAll(const std::string& path) {
-  const std::string text = vesk::test::ReadText(path);
-  return Bytes(text.begin(), text.end());
-}
-
-uint32_t Le32(const Bytes& b, size_t at) {
-  return b[at] | (b[at + 1] << 8) | (b[at + 2] << 16) | (static_cast<uint32_t>(b[at + 3]) << 24);
-}
-
-Bytes Header(unsigned char linkType) {
-  return {0xD4, 0xC3, 0xB2, 0xA1, 2,    0,    4, 0, 0,        0, 0, 0,
-          0,    0,    0,    0,    0xFF, 0xFF, 0, 0, linkType, 0, 0, 0};
+// Version 2.4, no time zone or accuracy, 65535 bytes to a record at most.
+Bytes Header(uint32_t linkType) {
+  Bytes header;
+  AppendLe(header, {{0xA1B2C3D4, 4}, {2, 2}, {4, 2}, {0, 8}, {0xFFFF, 4}, {linkType, 4}});
+  return header;
 }
 
 struct Record {
@@ -51,10 +48,10 @@ struct Record {
 std::vector<Record> Records(const Bytes& file) {
   std::vector<Record> records;
   for (size_t at = 24; at + 16 <= file.size(); at += 16 + records.back().bytes.size()) {
-    const uint32_t length = Le32(file, at + 8);
-    EXPECT_EQ(Le32(file, at + 12), length);
+    const uint32_t length = Le(file, at + 8);
+    EXPECT_EQ(Le(file, at + 12), length);
     const auto start = file.begin() + at + 16;
-    records.push_back({Le32(file, at), Le32(file, at + 4), Bytes(start, start + length)});
+    records.push_back({Le(file, at), Le(file, at + 4), Bytes(start, start + length)});
   }
   return records;
 }
@@ -91,7 +88,7 @@ TEST(PcapDumper, FramesEachPacketByDirectionAndTagMode) {
     dumper.WriteControlPacket(words.data(), 0, kReply, true);
   }
   EXPECT_EQ(OpenFiles(), filesBefore);
-  const Bytes file = ReadAll(dir.File("cxp.pcap"));
+  const Bytes file = ReadBytes(dir.File("cxp.pcap"));
   EXPECT_EQ(Bytes(file.begin(), file.begin() + 24), Header(147));
   const auto records = Records(file);
   ASSERT_EQ(records.size(), 4u);
@@ -117,10 +114,10 @@ TEST(PcapDumper, ShorterRunLeavesTheTailAndAMissingDirectoryNoFile) {
     PcapDumper dumper(dir.File("cxp"), 147, true);
     for (int i = 0; i < records; ++i) dumper.WriteControlPacket(words.data(), 1, kRequest, i == 0);
   }
-  const Bytes file = ReadAll(dir.File("cxp.pcap"));
+  const Bytes file = ReadBytes(dir.File("cxp.pcap"));
   ASSERT_EQ(file.size(), 24u + 2 * 28);
-  EXPECT_EQ(Le32(file, 24 + 16), 0x05050505u) << "the second run starts at the front";
-  EXPECT_EQ(Le32(file, 24 + 28 + 16), 0x02020202u) << "the first run's second record stays";
+  EXPECT_EQ(Le(file, 24 + 16), 0x05050505u) << "the second run starts at the front";
+  EXPECT_EQ(Le(file, 24 + 28 + 16), 0x02020202u) << "the first run's second record stays";
 
   PcapDumper missing(dir.File("missing/cxp"), 147, true);
   EXPECT_FALSE(missing.IsOpen());
@@ -164,7 +161,7 @@ TEST(PcapTrace, RecordsTheLengthTheHeadersGiveIn16Bits) {
   trace.WritePcapPacket(unknown.data(), 120, true);
   trace.WritePcapPacket(frames[0].data(), 0, true);
 
-  const Bytes file = ReadAll(path);
+  const Bytes file = ReadBytes(path);
   EXPECT_EQ(Bytes(file.begin(), file.begin() + 24), Header(1));
   const auto records = Records(file);
   ASSERT_EQ(records.size(), frames.size());
@@ -188,17 +185,17 @@ TEST(PcapTrace, OpenStartsAFreshFileAndOnlyAnOpenTraceWrites) {
   const auto filesBefore = OpenFiles();
   auto trace = std::make_unique<CPcapTrace>();
   trace->Open(path.data());
-  EXPECT_EQ(ReadAll(path), Header(1));
+  EXPECT_EQ(ReadBytes(path), Header(1));
   Bytes arp = Frame(60, 0x0806);
   trace->WritePcapPacket(arp.data(), 60, true);
-  EXPECT_EQ(ReadAll(path).size(), 24u + 16 + 60) << "each record is flushed";
+  EXPECT_EQ(ReadBytes(path).size(), 24u + 16 + 60) << "each record is flushed";
 
   // A failed open still closes the file before it.
   std::string missing = dir.File("missing/new.pcap");
   trace->Open(missing.data());
   EXPECT_EQ(OpenFiles(), filesBefore);
   trace->WritePcapPacket(arp.data(), 60, true);
-  EXPECT_EQ(ReadAll(path).size(), 24u + 16 + 60);
+  EXPECT_EQ(ReadBytes(path).size(), 24u + 16 + 60);
   EXPECT_FALSE(std::filesystem::exists(dir.File("missing")));
 
   trace->Open(path.data());

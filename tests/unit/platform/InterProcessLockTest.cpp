@@ -1,15 +1,15 @@
 #include "templates/platform/InterProcessLock.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <string>
@@ -25,86 +25,62 @@ using Clock = std::chrono::steady_clock;
 // The semaphore files of a lock name in /dev/shm: "sem.<name>" and its suffixed companions.
 std::set<std::string> ShmFiles(const std::string& name) {
   std::set<std::string> files;
-  DIR* directory = opendir("/dev/shm");
-  if (!directory) return files;
-  const std::string prefix = "sem." + name;
-  while (dirent* entry = readdir(directory)) {
-    if (std::string(entry->d_name).rfind(prefix, 0) == 0) files.insert(entry->d_name);
+  for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
+    const std::string file = entry.path().filename();
+    if (file.rfind("sem." + name, 0) == 0) files.insert(file);
   }
-  closedir(directory);
   return files;
 }
 
 // Another process that builds its own lock of the same name and does what it is told through
-// a pipe. Every answer is awaited with a bound, so a wedged child fails the test instead of
-// hanging it.
+// a socket: 't' try_acquire, 'a' acquire, 'r' release. Every answer is awaited with a bound, so a
+// wedged child fails the test instead of hanging it.
 class Contender {
  public:
-  struct Answer {
-    bool result = false;
-    uint32_t elapsedMs = 0;
+  struct Message {
+    uint32_t command;
+    uint32_t result;
+    uint32_t milliseconds;  // the time-out of a 't'; in the answer, the time the command took
   };
 
   explicit Contender(const std::string& name) {
-    int toChild[2];
-    int fromChild[2];
-    if (pipe(toChild) != 0 || pipe(fromChild) != 0) throw std::runtime_error("pipe");
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) throw std::runtime_error("socketpair");
     pid_ = fork();
     if (pid_ == 0) {
-      close(toChild[1]);
-      close(fromChild[0]);
+      close(ends[0]);
       // A forked main thread has its parent's pthread_self(), after which the thread semaphore
       // is named: the child's lock is built by a thread of its own.
-      std::thread(Serve, name, toChild[0], fromChild[1]).join();
+      std::thread(Serve, name, ends[1]).join();
       _exit(0);
     }
-    close(toChild[0]);
-    close(fromChild[1]);
-    commands_ = toChild[1];
-    answers_ = fromChild[0];
+    close(ends[1]);
+    socket_ = ends[0];
+    const timeval bound{20, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
   }
   ~Contender() {
     if (pid_ > 0) {
-      Send('q', 0);
+      Send('q');
       waitpid(pid_, nullptr, 0);
     }
-    close(commands_);
-    close(answers_);
+    close(socket_);
   }
 
-  void Send(char command, uint32_t argument) {
-    char message[5] = {command};
-    memcpy(message + 1, &argument, sizeof argument);
-    ASSERT_EQ(write(commands_, message, sizeof message), 5);
+  void Send(char command, uint32_t milliseconds = 0) {
+    const Message message{static_cast<uint32_t>(command), 0, milliseconds};
+    ASSERT_EQ(write(socket_, &message, sizeof message), ssize_t(sizeof message));
   }
-  Answer Receive() {
-    pollfd ready{answers_, POLLIN, 0};
-    Answer answer;
-    if (poll(&ready, 1, 20000) != 1) {
+  Message Receive() {
+    Message answer{};
+    if (read(socket_, &answer, sizeof answer) != sizeof answer) {
       ADD_FAILURE() << "the other process did not answer";
-      return answer;
     }
-    uint8_t message[5];
-    if (read(answers_, message, sizeof message) != 5) {
-      ADD_FAILURE() << "the other process is gone";
-      return answer;
-    }
-    answer.result = message[0] != 0;
-    memcpy(&answer.elapsedMs, message + 1, sizeof answer.elapsedMs);
     return answer;
   }
-
-  Answer TryAcquire(uint32_t timeoutMs) {
-    Send('t', timeoutMs);
+  Message Ask(char command, uint32_t milliseconds = 0) {
+    Send(command, milliseconds);
     return Receive();
-  }
-  void Acquire() {
-    Send('a', 0);
-    Receive();
-  }
-  void Release() {
-    Send('r', 0);
-    Receive();
   }
   void Kill() {
     kill(pid_, SIGKILL);
@@ -113,28 +89,22 @@ class Contender {
   }
 
  private:
-  static void Serve(const std::string& name, int commands, int answers) {
+  static void Serve(const std::string& name, int socket) {
     InterProcessLock lock(name.c_str(), true);
-    for (char message[5]; read(commands, message, sizeof message) == 5;) {
-      uint32_t argument;
-      memcpy(&argument, message + 1, sizeof argument);
-      if (message[0] == 'q') return;
-      Clock::time_point start = Clock::now();
-      bool result = true;
-      if (message[0] == 't') result = lock.try_acquire(argument);
-      if (message[0] == 'a') lock.acquire();
-      if (message[0] == 'r') lock.release();
-      auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
-      uint8_t answer[5] = {static_cast<uint8_t>(result)};
-      uint32_t elapsedMs = static_cast<uint32_t>(elapsed.count());
-      memcpy(answer + 1, &elapsedMs, sizeof elapsedMs);
-      if (write(answers, answer, sizeof answer) != 5) return;
+    for (Message message; read(socket, &message, sizeof message) == sizeof message;) {
+      if (message.command == 'q') return;
+      const Clock::time_point start = Clock::now();
+      message.result = message.command != 't' || lock.try_acquire(message.milliseconds);
+      if (message.command == 'a') lock.acquire();
+      if (message.command == 'r') lock.release();
+      message.milliseconds = static_cast<uint32_t>(
+          std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
+      if (write(socket, &message, sizeof message) != sizeof message) return;
     }
   }
 
   pid_t pid_ = -1;
-  int commands_ = -1;
-  int answers_ = -1;
+  int socket_ = -1;
 };
 
 class InterProcessLockTest : public ::testing::Test {
@@ -180,13 +150,13 @@ TEST_F(InterProcessLockTest, ExcludesOtherProcessesUntilTheLastOfThreeLevelsIsRe
   lock.enter();
   EXPECT_TRUE(lock.isAcquired());
   for (int level = 3; level > 0; --level) {
-    EXPECT_FALSE(other.TryAcquire(0).result) << "got in with " << level << " levels held";
+    EXPECT_FALSE(other.Ask('t').result) << "got in with " << level << " levels held";
     lock.release();
   }
   EXPECT_FALSE(lock.isAcquired());
-  EXPECT_TRUE(other.TryAcquire(0).result);
+  EXPECT_TRUE(other.Ask('t').result);
   EXPECT_FALSE(lock.try_acquire(0));
-  other.Release();
+  other.Ask('r');
   EXPECT_TRUE(lock.try_acquire(0));
   lock.release();
 }
@@ -206,7 +176,7 @@ TEST_F(InterProcessLockTest, AnotherObjectOfTheNameIsExcludedInTheSameProcess) {
 TEST_F(InterProcessLockTest, AKilledHolderLetsTheNextProcessIn) {
   InterProcessLock lock(name_.c_str(), true);
   Contender holder(name_);
-  holder.Acquire();
+  holder.Ask('a');
   EXPECT_FALSE(lock.try_acquire(0));
   holder.Kill();
   EXPECT_TRUE(lock.try_acquire(0));
@@ -217,20 +187,20 @@ TEST_F(InterProcessLockTest, TryAcquireWaitsInWholeSeconds) {
   InterProcessLock lock(name_.c_str(), true);
   Contender other(name_);
   lock.acquire();
-  Contender::Answer answer = other.TryAcquire(0);
+  Contender::Message answer = other.Ask('t', 0);
   EXPECT_FALSE(answer.result);
-  EXPECT_LT(answer.elapsedMs, 900u) << "a time-out of 0 slept";
+  EXPECT_LT(answer.milliseconds, 900u) << "a time-out of 0 slept";
   // 2500 ms is taken off in steps of 1000, 1000 and 500, each after a full second's sleep.
-  answer = other.TryAcquire(2500);
+  answer = other.Ask('t', 2500);
   EXPECT_FALSE(answer.result);
-  EXPECT_GE(answer.elapsedMs, 3000u);
+  EXPECT_GE(answer.milliseconds, 3000u);
   // Freed during the first second: the retry after it succeeds.
   other.Send('t', 5000);
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   lock.release();
   answer = other.Receive();
   EXPECT_TRUE(answer.result);
-  EXPECT_GE(answer.elapsedMs, 1000u);
+  EXPECT_GE(answer.milliseconds, 1000u);
 }
 
 TEST_F(InterProcessLockTest, TheLastUserRemovesTheCountsButKeepsTheLockFile) {

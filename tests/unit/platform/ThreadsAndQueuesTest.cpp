@@ -66,8 +66,8 @@ class CountingThread : public platform::SimpleThread {
     std::unique_lock<std::mutex> lock(mutex_);
     ++runs_;
     changed_.notify_all();
-    changed_.wait(lock,
-                  [this] { return stop_; });  // ended by Stop(), at the latest from the destructor
+    // Ended by Stop(), at the latest from the destructor.
+    changed_.wait(lock, [this] { return stop_; });
     stop_ = false;
   }
 
@@ -78,25 +78,19 @@ class CountingThread : public platform::SimpleThread {
   int runs_ = 0;
 };
 
-TEST(SimpleThread, StartsOncePerRunAndCanRunAgainAfterItEnded) {
-  CountingThread thread;
-  EXPECT_FALSE(thread.IsRunning());
-  ASSERT_TRUE(thread.Start());
-  ASSERT_TRUE(thread.Start());
-  thread.AwaitRuns(1);
-  EXPECT_TRUE(thread.IsRunning());
-  thread.Stop();
-  thread.Join();
-  EXPECT_FALSE(thread.IsRunning());
-  EXPECT_EQ(thread.Runs(), 1) << "a second Start while running made a second thread";
-  ASSERT_TRUE(thread.Start());
-  thread.AwaitRuns(2);
-}
-
-TEST(SimpleThread, DestroyingARunningThreadStopsAndJoinsIt) {
+TEST(SimpleThread, StartsOncePerRunCanRunAgainAndIsStoppedWhenDestroyed) {
   auto thread = std::make_unique<CountingThread>();
-  thread->Start();
+  EXPECT_FALSE(thread->IsRunning());
+  ASSERT_TRUE(thread->Start());
+  ASSERT_TRUE(thread->Start());
   thread->AwaitRuns(1);
+  EXPECT_TRUE(thread->IsRunning());
+  thread->Stop();
+  thread->Join();
+  EXPECT_FALSE(thread->IsRunning());
+  EXPECT_EQ(thread->Runs(), 1) << "a second Start while running made a second thread";
+  ASSERT_TRUE(thread->Start());
+  thread->AwaitRuns(2);
   auto destroyed = std::async(std::launch::async, [&] { thread.reset(); });
   EXPECT_EQ(destroyed.wait_for(kPrompt), std::future_status::ready);
 }

@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "templates/platform/PropertiesFile.h"
@@ -21,17 +20,15 @@ namespace {
 using testing::StrEq;
 using testing::ThrowsMessage;
 
-void Write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
-
 TEST(PropertiesFile, SectionsCommentsCaseAndMalformedLines) {
   test::TempDir dir;
-  Write(dir.File("rt.conf"),
-        "Early = 1\n"  // ahead of any section: no effect
-        "[ ]\nBlank = 2\n"
-        "[CXP]\r\n  CommandAckTimeout = 800   # ms\r\nNote = a#b\n"
-        "[]\nPath = a=b = c\nNoEquals\n"  // "[]" and "NoEquals" skipped
-        "[ Global ]\nEnablePCAP = Yes\nENABLEPCAP = No\n"
-        "[Open = 1\n");  // no closing bracket: a setting
+  test::WriteText(dir.File("rt.conf"),
+                  "Early = 1\n"  // ahead of any section: no effect
+                  "[ ]\nBlank = 2\n"
+                  "[CXP]\r\n  CommandAckTimeout = 800   # ms\r\nNote = a#b\n"
+                  "[]\nPath = a=b = c\nNoEquals\n"  // "[]" and "NoEquals" skipped
+                  "[ Global ]\nEnablePCAP = Yes\nENABLEPCAP = No\n"
+                  "[Open = 1\n");  // no closing bracket: a setting
   PropertiesFile file;
   ASSERT_TRUE(file.load(dir.File("rt.conf"), true, true));
   bool found = false;
@@ -50,8 +47,8 @@ TEST(PropertiesFile, SectionsCommentsCaseAndMalformedLines) {
 
 TEST(PropertiesFile, LoadFlagsAndOptions) {
   test::TempDir dir;
-  Write(dir.File("a"), "[S]\nA = 1\nB = 1\n");
-  Write(dir.File("b"), "[S]\nA = 2\nA = 3\n");
+  test::WriteText(dir.File("a"), "[S]\nA = 1\nB = 1\n");
+  test::WriteText(dir.File("b"), "[S]\nA = 2\nA = 3\n");
   PropertiesFile file;
   const auto values = [&] {
     return file.property("S::A", nullptr) + file.property("S::B", nullptr);
@@ -67,7 +64,7 @@ TEST(PropertiesFile, LoadFlagsAndOptions) {
   EXPECT_EQ(values(), "2");
 
   PropertiesFile flat(false, true);
-  Write(dir.File("c"), "Top = 1\n[S]\n[Half = 3\n");
+  test::WriteText(dir.File("c"), "Top = 1\n[S]\n[Half = 3\n");
   ASSERT_TRUE(flat.load(dir.File("c"), true, true));
   EXPECT_EQ(flat.property("Top", nullptr) + flat.property("top", nullptr), "1");
   EXPECT_EQ(flat.property("[Half", nullptr), "3");
@@ -152,6 +149,11 @@ TEST(TweakPropertyTable, RowsOrderAndOddNames) {
   }
 }
 
+template <class T>
+T Property(const char* key, int argc = 0, const char** argv = nullptr) {
+  return RtTweakProperties::property<T>(key, argc, const_cast<char**>(argv));
+}
+
 // Reads through the real files: a temporary HOME and the installation's rt.conf beside this
 // program's bin folder, which the tests of this program share and so take one at a time.
 class RtTweakPropertiesTest : public ::testing::Test {
@@ -173,7 +175,7 @@ class RtTweakPropertiesTest : public ::testing::Test {
     if (lock_ >= 0) close(lock_);
   }
   void WriteUser(const std::string& text) {
-    Write(RtTweakProperties::localPropertyFilePath(), text);
+    test::WriteText(RtTweakProperties::localPropertyFilePath(), text);
   }
 
   test::TempDir home_;
@@ -181,19 +183,17 @@ class RtTweakPropertiesTest : public ::testing::Test {
 };
 
 TEST_F(RtTweakPropertiesTest, SourcesInTurnAndBadValuesFallThrough) {
-  const auto read = [] {
-    return RtTweakProperties::property<unsigned int>("CXP::CommandAckTimeout", 0, nullptr);
-  };
+  const auto read = [] { return Property<unsigned int>("CXP::CommandAckTimeout"); };
   EXPECT_EQ(read(), 500u);
   setenv("VESK_CXP_COMMAND_ACK_TIMEOUT", "42", 1);
   EXPECT_EQ(read(), 42u);
-  Write(kInstallationFile, "[CXP]\nCommandAckTimeout = 700\n");
+  test::WriteText(kInstallationFile, "[CXP]\nCommandAckTimeout = 700\n");
   EXPECT_EQ(read(), 700u);
   WriteUser("[cxp]\ncommandacktimeout=9\nFoo = 1\n");
   EXPECT_EQ(read(), 9u);
   WriteUser("[CXP]\nCommandAckTimeout = abc\n");
   EXPECT_EQ(read(), 700u);
-  Write(kInstallationFile, "[CXP]\nCommandAckTimeout = # none\n");
+  test::WriteText(kInstallationFile, "[CXP]\nCommandAckTimeout = # none\n");
   EXPECT_EQ(read(), 42u);
   setenv("VESK_CXP_COMMAND_ACK_TIMEOUT", "", 1);
   EXPECT_EQ(read(), 500u);
@@ -202,59 +202,56 @@ TEST_F(RtTweakPropertiesTest, SourcesInTurnAndBadValuesFallThrough) {
 TEST_F(RtTweakPropertiesTest, AnyTextSettlesABoolOrAString) {
   setenv("VESK_ENABLE_PCAP", "off", 1);
   WriteUser("[Global]\nEnablePCAP = 1\nPCAPDir = /var/Captures # here\n");
-  EXPECT_TRUE(RtTweakProperties::property<bool>("Global::EnablePCAP", 0, nullptr));
-  EXPECT_EQ(RtTweakProperties::property<std::string>("Global::PCAPDir", 0, nullptr),
-            "/var/Captures");
+  EXPECT_TRUE(Property<bool>("Global::EnablePCAP"));
+  EXPECT_EQ(Property<std::string>("Global::PCAPDir"), "/var/Captures");
   WriteUser("[Global]\nEnablePCAP =\nPCAPDir =\n");
   setenv("VESK_ENABLE_PCAP", "on", 1);
-  EXPECT_TRUE(RtTweakProperties::property<bool>("Global::EnablePCAP", 0, nullptr));
+  EXPECT_TRUE(Property<bool>("Global::EnablePCAP"));
   setenv("VESK_PCAP_DIR", "", 1);
-  EXPECT_EQ(RtTweakProperties::property<std::string>("Global::PCAPDir", 0, nullptr), "");
+  EXPECT_EQ(Property<std::string>("Global::PCAPDir"), "");
   setenv("VESK_CXP_USE_CONNECTION_CONFIG_DEFAULT", "", 1);
-  EXPECT_FALSE(RtTweakProperties::property<bool>("CXP::UseConnectionConfigDefault", 0, nullptr));
+  EXPECT_FALSE(Property<bool>("CXP::UseConnectionConfigDefault"));
 }
 
 TEST_F(RtTweakPropertiesTest, CommandLineFromTheBack) {
   WriteUser("[Global]\nPCAPFileSizeLimit = 5\n");
   const char* arguments[] = {"prog",        "--pcaplimit=12", "pcaplimits=99",  "pca=98",     "---",
                              "--pcaplimit", nullptr,          "-PCAPLIMIT=bad", "unrelated=1"};
-  char** argv = const_cast<char**>(arguments);
-  EXPECT_EQ(RtTweakProperties::property<unsigned int>("Global::PCAPFileSizeLimit", 9, argv), 12u);
-  EXPECT_EQ(RtTweakProperties::property<unsigned int>("Global::PCAPFileSizeLimit", 0, argv), 5u);
+  EXPECT_EQ(Property<unsigned int>("Global::PCAPFileSizeLimit", 9, arguments), 12u);
+  EXPECT_EQ(Property<unsigned int>("Global::PCAPFileSizeLimit", 0, arguments), 5u);
   const char* flags[] = {"prog", "--pcap=yes", "-PCAP=off", "pcap="};
-  argv = const_cast<char**>(flags);
-  EXPECT_FALSE(RtTweakProperties::property<bool>("Global::EnablePCAP", 3, argv));
-  EXPECT_TRUE(RtTweakProperties::property<bool>("Global::EnablePCAP", 2, argv));
-  EXPECT_EQ(RtTweakProperties::property<std::string>("Global::EnablePCAP", 4, argv), "");
+  EXPECT_FALSE(Property<bool>("Global::EnablePCAP", 3, flags));
+  EXPECT_TRUE(Property<bool>("Global::EnablePCAP", 2, flags));
+  EXPECT_EQ(Property<std::string>("Global::EnablePCAP", 4, flags), "");
 }
 
 TEST_F(RtTweakPropertiesTest, UnknownKeyAndNoValidValueThrow) {
-  EXPECT_THAT([] { RtTweakProperties::property<bool>("cxp::enablecxp2extensions", 0, nullptr); },
+  EXPECT_THAT([] { Property<bool>("cxp::enablecxp2extensions"); },
               ThrowsMessage<std::runtime_error>(StrEq(
                   "TweakProperties: Unknown property requested: 'cxp::enablecxp2extensions'")));
-  EXPECT_THAT([] { RtTweakProperties::property<int>("Global::GuiConsoleFont", 0, nullptr); },
+  EXPECT_THAT([] { Property<int>("Global::GuiConsoleFont"); },
               ThrowsMessage<std::runtime_error>(StrEq(
                   "TweakProperties: No valid value found for property 'Global::GuiConsoleFont'")));
   WriteUser("[Global]\nGuiConsoleFont = 3\n");
-  EXPECT_EQ(RtTweakProperties::property<int>("Global::GuiConsoleFont", 0, nullptr), 3);
+  EXPECT_EQ(Property<int>("Global::GuiConsoleFont"), 3);
 }
 
 TEST_F(RtTweakPropertiesTest, UserFileUnderTheRealHomeIsMadeOnRead) {
   std::filesystem::create_directory(home_.File("real"));
   std::filesystem::create_directory_symlink(home_.File("real"), home_.File("link"));
   setenv("HOME", home_.File("link").c_str(), 1);
-  RtTweakProperties::property<bool>("Global::EnablePCAP", 0, nullptr);
+  Property<bool>("Global::EnablePCAP");
   const std::string real = std::filesystem::canonical(home_.File("real")).string();
   EXPECT_TRUE(std::filesystem::is_directory(real + "/.config/vesk"));
   EXPECT_EQ(RtTweakProperties::localPropertyFilePath(), real + "/.config/vesk/rt.conf");
 
   // Without a usable home the installation's file still counts.
-  Write(kInstallationFile, "[CXP]\nWaitAfterPowerup = 7\n");
-  Write(home_.File("file"), "");
+  test::WriteText(kInstallationFile, "[CXP]\nWaitAfterPowerup = 7\n");
+  test::WriteText(home_.File("file"), "");
   for (const std::string& home : {std::string(""), home_.File("missing"), home_.File("file")}) {
     setenv("HOME", home.c_str(), 1);
     EXPECT_EQ(RtTweakProperties::localPropertyFilePath(), "") << home;
-    EXPECT_EQ(RtTweakProperties::property<int>("CXP::WaitAfterPowerup", 0, nullptr), 7);
+    EXPECT_EQ(Property<int>("CXP::WaitAfterPowerup"), 7);
   }
   EXPECT_EQ(RtTweakProperties::getRealPath(home_.File("missing")), home_.File("missing"));
 }

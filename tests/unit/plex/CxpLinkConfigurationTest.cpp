@@ -29,6 +29,23 @@ std::string ReadError(const std::string& family, const char* text) {
   return ErrorOf([&] { CxpLinkConfiguration::Create(family)->ReadFromString(text); });
 }
 
+// A group's master id, master physical index, speed, stream packet size, link count and its
+// four link slots as physical/PL index; "-" where unset.
+std::string Group(const CxpLinkConfiguration& model, uint32_t group) {
+  const auto text = [](uint32_t value) {
+    return value == CxpLinkConfiguration::kUnset ? std::string("-") : std::to_string(value);
+  };
+  std::string fields = "id " + text(model.GetMasterId(group)) + " master " +
+                       text(model.GetMasterPhysicalIndex(group)) + " speed " +
+                       text(model.GetSpeed(group)) + " size " +
+                       text(model.GetStreamPacketSize(group)) + " links " +
+                       text(model.GetLinkCount(group)) + ":";
+  for (uint32_t n = 0; n < 4; ++n) {
+    fields += " " + text(model.GetPhysicalIndex(group, n)) + "/" + text(model.GetPLIndex(group, n));
+  }
+  return fields;
+}
+
 // Group 0: slots 1 and 2 are gaps, each lacking one index. Group 1: a filled slot beyond its link
 // count of 0, a speed the file cannot name.
 void FillTwoGroups(CxpLinkConfiguration& model) {
@@ -104,10 +121,8 @@ TEST(CxpLinkConfigurationTest, WrittenFilesHaveTheirFixedFormatAndReadBackByteFo
   // The master is whatever sits in slot 0.
   auto again = CxpLinkConfiguration::Create("cxp");
   again->ReadFromFile(dir.File("cxp"));
-  EXPECT_EQ(again->GetMasterPhysicalIndex(0), 2u);
-  EXPECT_EQ(again->GetMasterId(0), 7u);
-  EXPECT_EQ(again->GetLinkCount(0), 2u);
-  EXPECT_EQ(again->GetLinkCount(1), 0u);
+  EXPECT_EQ(Group(*again, 0), "id 7 master 2 speed 6250 size 8192 links 2: 2/0 -/- -/- 3/1");
+  EXPECT_EQ(Group(*again, 1), "id 0 master - speed 1250 size 4096 links 0: -/- -/- -/- -/-");
 
   // The file is truncated; a configuration without groups is its root alone.
   again->Reset();
@@ -204,36 +219,19 @@ TEST(CxpLinkConfigurationTest, ReaderTakesWhatTheWriterNeverWrites) {
   EXPECT_EQ(model->GetLinks(), 3u);
   EXPECT_EQ(model->GetLinkGroupCount(), 3u) << "the last attribute of a name wins";
 
-  // A master off slot 0 with masterId absent: its physical index + 1 becomes the master id.
-  EXPECT_EQ(model->GetMasterId(0), 2u);
-  EXPECT_EQ(model->GetMasterPhysicalIndex(0), 1u);
-  EXPECT_EQ(model->GetSpeed(0), 3125u);
-  EXPECT_EQ(model->GetStreamPacketSize(0), 4096u);
-  EXPECT_EQ(model->GetLinkCount(0), 3u);
-  const uint32_t unset = CxpLinkConfiguration::kUnset;
-  const uint32_t slots[4][2] = {{0, 4}, {unset, unset}, {3, 6}, {unset, unset}};
-  for (uint32_t n = 0; n < 4; ++n) {
-    EXPECT_EQ(model->GetPhysicalIndex(0, n), slots[n][0]) << n;
-    EXPECT_EQ(model->GetPLIndex(0, n), slots[n][1]) << n;
-  }
-
-  EXPECT_EQ(model->GetMasterId(1), 9u) << "a saved master id stays";
-  EXPECT_EQ(model->GetMasterPhysicalIndex(1), 2u);
-  EXPECT_EQ(model->GetSpeed(1), 1250u);
-  EXPECT_EQ(model->GetStreamPacketSize(1), 1024u);
-
+  // A master off slot 0 with masterId absent: its physical index + 1 becomes the master id. A
+  // saved master id stays; a speed the file cannot name and an unreadable size are defaults.
+  EXPECT_EQ(Group(*model, 0), "id 2 master 1 speed 3125 size 4096 links 3: 0/4 -/- 3/6 -/-");
+  EXPECT_EQ(Group(*model, 1), "id 9 master 2 speed 1250 size 1024 links 2: 2/1 3/0 -/- -/-");
   // The third group was never in the text.
-  EXPECT_EQ(model->GetLinkCount(2), 0u);
-  EXPECT_EQ(model->GetMasterId(2), 0u);
-  EXPECT_EQ(model->GetMasterPhysicalIndex(2), CxpLinkConfiguration::kUnset);
+  EXPECT_EQ(Group(*model, 2), "id 0 master - speed 1250 size 4096 links 0: -/- -/- -/- -/-");
 
   // Without an isMaster the first link in the document is the master; any family takes any root.
   auto other = CxpLinkConfiguration::Create("");
   other->ReadFromString(
       "<x links='1' linkgroups='1'><linkgroup><link phyIndex='3' plIndex='0' linkIndex='1'/>"
       "<link phyIndex='2' plIndex='1' linkIndex='0'/></linkgroup></x>");
-  EXPECT_EQ(other->GetMasterPhysicalIndex(0), 3u);
-  EXPECT_EQ(other->GetMasterId(0), 0u);
+  EXPECT_EQ(Group(*other, 0), "id 0 master 3 speed 1250 size 4096 links 2: 2/1 3/0 -/- -/-");
 }
 
 TEST(CxpLinkConfigurationTest, AccessorsCheckTheirRanges) {
@@ -282,14 +280,8 @@ TEST(CxpLinkConfigurationTest, FailedReadsKeepWhatWasStoredBefore) {
           "<link phyIndex='0' plIndex='0' linkIndex='9'/></linkgroup>"
           "</cxpconfiguration>"),
       std::runtime_error);
-  EXPECT_EQ(model->GetMasterId(0), 4u);
-  EXPECT_EQ(model->GetSpeed(0), 5000u);
-  EXPECT_EQ(model->GetSpeed(1), 2500u);
-  EXPECT_EQ(model->GetStreamPacketSize(1), 512u);
-  EXPECT_EQ(model->GetLinkCount(1), 2u);
-  EXPECT_EQ(model->GetPhysicalIndex(1, 0), 0u);
-  EXPECT_EQ(model->GetMasterPhysicalIndex(1), CxpLinkConfiguration::kUnset);
-  EXPECT_EQ(model->GetMasterId(1), 0u);
+  EXPECT_EQ(Group(*model, 0), "id 4 master 1 speed 5000 size 4096 links 1: 1/1 -/- -/- -/-");
+  EXPECT_EQ(Group(*model, 1), "id 0 master - speed 2500 size 512 links 2: 0/0 -/- -/- -/-");
 }
 
 TEST(CxpLinkConfigurationTest, ReloadReadsTheLastFileAgainAndSwallowsItsErrors) {
