@@ -21,20 +21,17 @@ class CameraInterfaceTest : public ::testing::Test {
     controller.Link(2, 5, 0);
   }
 
-  int Get(const char* name, uint32_t* value, uint32_t* link = nullptr) {
-    std::string text = name;
-    return camera.GetProperty(text.data(), value, 1, link);
+  int Get(std::string name, uint32_t* value, uint32_t* link = nullptr) {
+    return camera.GetProperty(name.data(), value, 1, link);
   }
-  int Set(const char* name, uint32_t value) {
-    std::string text = name;
-    return camera.SetProperty(text.data(), &value, 1, nullptr);
+  int Set(std::string name, uint32_t value) {
+    return camera.SetProperty(name.data(), &value, 1, nullptr);
   }
   // The text of a string property, or the code as text.
-  std::string GetText(const char* name) {
-    std::string text = name;
+  std::string GetText(std::string name) {
     char buffer[64] = {};
     uint32_t length = sizeof buffer;
-    const int code = camera.GetProperty(text.data(), buffer, 3, &length);
+    const int code = camera.GetProperty(name.data(), buffer, 3, &length);
     return code ? std::to_string(code) : buffer;
   }
   std::string Xml() {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -79,19 +80,14 @@ std::vector<DescriptionElement> ElementsOf(const std::string& xml, const std::st
   std::vector<DescriptionElement> elements;
   const std::string open = "<" + tag;
   for (size_t at = xml.find(open); at != xml.npos; at = xml.find(open, at + 1)) {
-    const char next = xml[at + open.size()];
-    if (next != ' ' && next != '\t' && next != '\r' && next != '\n') continue;
+    if (!std::isspace(static_cast<unsigned char>(xml[at + open.size()]))) continue;
     const size_t tagEnd = xml.find('>', at);
     const size_t nameAt = xml.find(" Name=\"", at);
     if (tagEnd == xml.npos || nameAt == xml.npos || nameAt > tagEnd) continue;
-    DescriptionElement element;
     const size_t nameStart = nameAt + 7;
-    element.name = xml.substr(nameStart, xml.find('"', nameStart) - nameStart);
-    if (xml[tagEnd - 1] != '/') {
-      const size_t close = xml.find("</" + tag + ">", tagEnd);
-      element.body = xml.substr(tagEnd + 1, close - tagEnd - 1);
-    }
-    elements.push_back(element);
+    const size_t close = xml[tagEnd - 1] == '/' ? tagEnd + 1 : xml.find("</" + tag + ">", tagEnd);
+    elements.push_back({xml.substr(nameStart, xml.find('"', nameStart) - nameStart),
+                        xml.substr(tagEnd + 1, close - tagEnd - 1)});
   }
   return elements;
 }
