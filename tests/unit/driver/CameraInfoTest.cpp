@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace {
 
 TEST(CameraInfo, VersionsAreSupportedBitForBitAndResetEmptiesAll) {
@@ -17,14 +19,11 @@ TEST(CameraInfo, VersionsAreSupportedBitForBitAndResetEmptiesAll) {
   info.SetVersionUsed(0b0100);
   info.SetVendorName("Vendor");
   info.SetFamilyName("Family");
-  const char* vendor = info.GetVendorName();
-  EXPECT_STREQ(vendor, "Vendor");
   info.Reset();
   EXPECT_EQ(info.GetMaxPacketSize() | info.GetRevision() | info.GetVersionsSupported() |
                 info.GetVersionUsed(),
             0u);
-  EXPECT_STREQ(info.GetVendorName(), "");
-  EXPECT_STREQ(info.GetFamilyName(), "");
+  EXPECT_EQ(std::string(info.GetVendorName()) + info.GetFamilyName(), "");
 }
 
 }  // namespace

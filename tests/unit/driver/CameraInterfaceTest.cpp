@@ -3,9 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/TempDir.h"
@@ -22,26 +21,25 @@ class CameraInterfaceTest : public ::testing::Test {
     controller.Link(2, 5, 0);
   }
 
-  int Get(const char* name, uint32_t* value, uint32_t* link = nullptr) {
-    std::string text = name;
-    return camera.GetProperty(text.data(), value, 1, link);
+  int Get(std::string name, uint32_t* value, uint32_t* link = nullptr) {
+    return camera.GetProperty(name.data(), value, 1, link);
   }
-  int Set(const char* name, uint32_t value) {
-    std::string text = name;
-    return camera.SetProperty(text.data(), &value, 1, nullptr);
+  int Set(std::string name, uint32_t value) {
+    return camera.SetProperty(name.data(), &value, 1, nullptr);
   }
   // The text of a string property, or the code as text.
-  std::string GetText(const char* name) {
-    std::string text = name;
-    uint32_t length = 0;
-    if (int code = camera.GetProperty(text.data(), nullptr, 3, &length)) {
-      return std::to_string(code);
-    }
-    std::vector<char> buffer(length);
-    if (int code = camera.GetProperty(text.data(), buffer.data(), 3, &length)) {
-      return std::to_string(code);
-    }
-    return buffer.data();
+  std::string GetText(std::string name) {
+    char buffer[64] = {};
+    uint32_t length = sizeof buffer;
+    const int code = camera.GetProperty(name.data(), buffer, 3, &length);
+    return code ? std::to_string(code) : buffer;
+  }
+  std::string Xml() {
+    size_t size = 0;
+    EXPECT_EQ(camera.GetXml(nullptr, &size), 0);
+    std::string xml(size, '?');
+    EXPECT_EQ(camera.GetXml(xml.data(), &size), 0);
+    return xml;
   }
 
   TestController controller;
@@ -49,27 +47,8 @@ class CameraInterfaceTest : public ::testing::Test {
   CCameraInterface camera;
 };
 
-TEST_F(CameraInterfaceTest, LoadXmlBlanksTheFirstBrokenToolTipOnly) {
-  port.xml = std::string("a") + kBroken + "b" + kBroken;
-  ASSERT_EQ(camera.LoadXml(), 0);
-  EXPECT_EQ(port.lastXmlFlags, 0u);
-  size_t size = 0;
-  ASSERT_EQ(camera.GetXml(nullptr, &size), 0);
-  std::string xml(size, '?');
-  ASSERT_EQ(camera.GetXml(xml.data(), &size), 0);
-  EXPECT_EQ(xml, "a" + std::string(21, ' ') + "b" + kBroken);
-}
-
-TEST_F(CameraInterfaceTest, OnlyTheRepairedDescriptionConnects) {
-  port.xml = TestCameraDescription(kBroken);
-  EXPECT_EQ(camera.ConnectCamera(), -1010) << "connect itself does not repair";
-  EXPECT_FALSE(camera.IsGenicamConnected());
-  ASSERT_EQ(camera.LoadXml(), 0);
-  EXPECT_EQ(camera.ConnectCamera(), 0);
-  EXPECT_EQ(port.xmlLoads, 2);
-}
-
-TEST_F(CameraInterfaceTest, PortFailuresPassThroughAndNoPortIsNoInterface) {
+TEST_F(CameraInterfaceTest, LoadXmlBlanksTheFirstBrokenToolTipOnlyAndConnectLeavesIt) {
+  // Port failures pass through; no port is no interface.
   port.xmlCode = -256;
   EXPECT_EQ(camera.LoadXml(), -256);
   EXPECT_EQ(camera.ConnectCamera(), -256);
@@ -77,6 +56,17 @@ TEST_F(CameraInterfaceTest, PortFailuresPassThroughAndNoPortIsNoInterface) {
   EXPECT_EQ(portless.LoadXml(), -1010);
   EXPECT_EQ(portless.ConnectCamera(), -1010);
   EXPECT_FALSE(portless.IsConnected());
+
+  // A second one, in a comment, stays as it is.
+  port.xmlCode = 0;
+  port.xml = TestCameraDescription(kBroken) + "<!--" + kBroken + "-->";
+  EXPECT_EQ(camera.ConnectCamera(), -1010);
+  EXPECT_FALSE(camera.IsGenicamConnected());
+  ASSERT_EQ(camera.LoadXml(), 0);
+  EXPECT_EQ(port.lastXmlFlags, 0u);
+  EXPECT_EQ(Xml(), TestCameraDescription(std::string(21, ' ')) + "<!--" + kBroken + "-->");
+  EXPECT_EQ(camera.ConnectCamera(), 0);
+  EXPECT_EQ(port.xmlLoads, 4);
 }
 
 TEST_F(CameraInterfaceTest, ConnectingTwiceMakesANewMapFromTheSameXml) {
@@ -93,28 +83,36 @@ TEST_F(CameraInterfaceTest, ConnectingTwiceMakesANewMapFromTheSameXml) {
   EXPECT_EQ(GenApi::CIntegerPtr(second->_GetNode("Width"))->GetValue(), 640);
   EXPECT_EQ(port.xmlLoads, 1);
   EXPECT_EQ(camera.DoPostConnect(), 0);
+
+  // The link goes, the map stays.
+  EXPECT_EQ(camera.LinkDisconnect(), 0);
+  EXPECT_FALSE(camera.IsGenicamConnected());
+  EXPECT_EQ(camera.GetCameraNodeMap(), second);
 }
 
-TEST_F(CameraInterfaceTest, AnXmlSetByTheApplicationIsUsedAsItStands) {
-  const std::string xml = TestCameraDescription();
+TEST_F(CameraInterfaceTest, XmlOfTheApplicationOrOfAFileIsUsedAsItStands) {
   EXPECT_EQ(camera.SetXml(nullptr, 0), -1008);
-  ASSERT_EQ(camera.SetXml(xml.c_str(), 1), 0) << "the size is not used";
+  ASSERT_EQ(camera.SetXml(TestCameraDescription().c_str(), 1), 0) << "the size is not used";
   ASSERT_EQ(camera.ConnectCamera(), 0);
-  EXPECT_EQ(port.xmlLoads, 0);
-
   camera.SetXml(TestCameraDescription(kBroken).c_str(), 0);
   EXPECT_EQ(camera.ConnectCamera(), -1010);
   EXPECT_EQ(camera.GetCameraNodeMap(), nullptr) << "a failed connect drops the old map";
-  size_t size = 99;
-  camera.GetXml(nullptr, &size);
-  EXPECT_EQ(size, 0u) << "and the XML";
-}
+  EXPECT_EQ(Xml(), "") << "and the XML";
 
-TEST_F(CameraInterfaceTest, GetXmlCopiesWithoutTerminatorIntoABufferLargeEnough) {
+  TempDir dir;
+  WriteText(dir.File("empty.xml"), "");
+  EXPECT_EQ(camera.ConnectCamera(static_cast<const char*>(nullptr)), -1003);
+  EXPECT_EQ(camera.ConnectCamera(dir.File("missing.xml").c_str()), -1003);
+  EXPECT_EQ(camera.ConnectCamera(dir.File("empty.xml").c_str()), -1008);
+  WriteText(dir.File("camera.xml"), TestCameraDescription() + '\0' + "trailing bytes");
+  ASSERT_EQ(camera.ConnectCamera(dir.File("camera.xml").c_str()), 0);
+  EXPECT_EQ(Xml(), TestCameraDescription()) << "the text ends at the first zero byte";
+  EXPECT_EQ(port.xmlLoads, 0);
+
+  // A copy needs room for the text and gets no terminator.
   camera.SetXml("<xml/>", 0);
   EXPECT_EQ(camera.GetXml(nullptr, nullptr), -1008);
-  char buffer[8];
-  std::memset(buffer, '#', sizeof buffer);
+  char buffer[8] = "#######";
   size_t size = 5;
   EXPECT_EQ(camera.GetXml(buffer, &size), -1991);
   EXPECT_EQ(size, 5u);
@@ -123,37 +121,6 @@ TEST_F(CameraInterfaceTest, GetXmlCopiesWithoutTerminatorIntoABufferLargeEnough)
   ASSERT_EQ(camera.GetXml(buffer, &size), 0);
   EXPECT_EQ(size, 6u);
   EXPECT_EQ(std::string(buffer, 7), "<xml/>#");
-}
-
-TEST_F(CameraInterfaceTest, DisconnectForgetsTheXmlButLinkDisconnectKeepsTheMap) {
-  ASSERT_EQ(camera.ConnectCamera(), 0);
-  EXPECT_EQ(camera.LinkDisconnect(), 0);
-  EXPECT_FALSE(camera.IsGenicamConnected());
-  EXPECT_NE(camera.GetCameraNodeMap(), nullptr);
-
-  camera.SetGenicamConnected(false);
-  EXPECT_EQ(camera.GetCameraNodeMap(), nullptr);
-  size_t size = 99;
-  ASSERT_EQ(camera.GetXml(nullptr, &size), 0);
-  EXPECT_EQ(size, 0u);
-  ASSERT_EQ(camera.ConnectCamera(), 0);
-  EXPECT_EQ(port.xmlLoads, 2) << "the next connect reads the camera again";
-}
-
-TEST_F(CameraInterfaceTest, ConnectsWithAnXmlFileAndRefusesBadFiles) {
-  TempDir dir;
-  std::ofstream(dir.File("empty.xml"));
-  EXPECT_EQ(camera.ConnectCamera(static_cast<const char*>(nullptr)), -1003);
-  EXPECT_EQ(camera.ConnectCamera(dir.File("missing.xml").c_str()), -1003);
-  EXPECT_EQ(camera.ConnectCamera(dir.File("empty.xml").c_str()), -1008);
-
-  std::ofstream(dir.File("camera.xml"), std::ios::binary)
-      << TestCameraDescription() << std::string(1, '\0') << "trailing bytes";
-  ASSERT_EQ(camera.ConnectCamera(dir.File("camera.xml").c_str()), 0);
-  EXPECT_EQ(port.xmlLoads, 0);
-  size_t size = 0;
-  camera.GetXml(nullptr, &size);
-  EXPECT_EQ(size, TestCameraDescription().size()) << "the text ends at the first zero byte";
 }
 
 TEST_F(CameraInterfaceTest, IntegerPropertiesReadThePortAndTheLinksInAnyCase) {
@@ -167,37 +134,25 @@ TEST_F(CameraInterfaceTest, IntegerPropertiesReadThePortAndTheLinksInAnyCase) {
   camera.SetLinkPlMasterId(1, 77);
   camera.SetLinkFrameGrabberPort(1, 3);
   camera.SetLinkPlPort(1, 1);
-  struct Row {
-    const char* name;
-    uint32_t link;
-    uint32_t expected;
-  };
-  const Row rows[] = {
-      {"StreamPacketSize", 0, 1111},
-      {"controlpacketsize", 0, 222},
-      {"LINKSPEED", 0, 6250},
-      {"NrOfLinks", 0, 2},
-      {"DiscoverySpeed", 0, 3125},
-      {"Connected", 0, 1},
-      {"MasterPort", 0, 2},
-      {"MasterID", 0, 5},
-      {"AppletMasterID", 1, 77},
-      {"AppletOperatorIndex", 0, 3},
-      {"AppletOperatorSize", 0, 2},
-      {"IsGenICamConnected", 0, 1},
-      {"MasterLink", 0, 1},
-      {"MasterLink", 1, 0},
-      {"FgPort", 1, 3},
-      {"AppletPort", 1, 1},
-      {"IsTransceiverLocked", 0, 1},
-      {"fgport", 2, 0xFFFFFFFF},
-  };
-  for (const Row& row : rows) {
+  auto expect = [&](const char* name, uint32_t link, uint32_t expected) {
     uint32_t value = 0xDEAD;
-    uint32_t link = row.link;
-    EXPECT_EQ(Get(row.name, &value, &link), 0) << row.name;
-    EXPECT_EQ(value, row.expected) << row.name << " of link " << row.link;
-  }
+    EXPECT_EQ(Get(name, &value, &link), 0) << name;
+    EXPECT_EQ(value, expected) << name << " of link " << link;
+  };
+  const std::pair<const char*, uint32_t> ofThePort[] = {
+      {"StreamPacketSize", 1111}, {"controlpacketsize", 222},
+      {"LINKSPEED", 6250},        {"NrOfLinks", 2},
+      {"DiscoverySpeed", 3125},   {"Connected", 1},
+      {"MasterPort", 2},          {"MasterID", 5},
+      {"AppletOperatorIndex", 3}, {"AppletOperatorSize", 2},
+      {"IsGenICamConnected", 1},  {"IsTransceiverLocked", 1},
+      {"MasterLink", 1}};
+  for (const auto& [name, expected] : ofThePort) expect(name, 0, expected);
+  expect("AppletMasterID", 1, 77);
+  expect("MasterLink", 1, 0);
+  expect("FgPort", 1, 3);
+  expect("AppletPort", 1, 1);
+  expect("fgport", 2, 0xFFFFFFFF);
   uint32_t value = 0;
   EXPECT_EQ(Get("FgPort", &value), 0) << "no index is link 0";
   EXPECT_EQ(value, 0xFFFFFFFFu);
@@ -209,22 +164,31 @@ TEST_F(CameraInterfaceTest, IntegerPropertiesReadThePortAndTheLinksInAnyCase) {
   EXPECT_EQ(value, 0u) << "the link state, whatever the GenICam connection";
 }
 
-TEST_F(CameraInterfaceTest, EveryRowRefusesTheDirectionItLacks) {
+TEST_F(CameraInterfaceTest, PropertyChecksComeInOrderAndEveryRowRefusesTheDirectionItLacks) {
   uint32_t value = 0;
+  EXPECT_EQ(Get("MasterPort", nullptr), -1017);
+  char name[] = "VendorName";
+  char buffer[4];
+  EXPECT_EQ(camera.GetProperty(name, buffer, 3, nullptr), -1017) << "a string needs its length";
+  CCameraInterface portless(nullptr, &controller);
+  char other[] = "MasterPort";
+  EXPECT_EQ(portless.GetProperty(other, &value, 3, nullptr), -1990);
+  EXPECT_EQ(portless.GetProperty(other, &value, 1, nullptr), -1213);
+  EXPECT_EQ(portless.SetProperty(other, &value, 1, nullptr), -1213);
+
   EXPECT_EQ(Get("LinkConfig", &value), -1013);
-  const char* getterOnly[] = {"StreamPacketSize",   "ControlPacketSize",   "DiscoverySpeed",
-                              "Connected",          "MasterPort",          "MasterID",
-                              "AppletMasterID",     "AppletOperatorIndex", "AppletOperatorSize",
-                              "IsGenICamConnected", "MasterLink",          "FgPort",
-                              "AppletPort",         "IsTransceiverLocked"};
-  for (const char* name : getterOnly) EXPECT_EQ(Set(name, 1), -1013) << name;
-  const char* identity[] = {"VendorName",      "ModelName",        "FamilyName",   "Version",
-                            "FirmwareVersion", "ManufacturerInfo", "SerialNumber", "UserID"};
-  for (const char* name : identity) {
+  for (const char* getterOnly :
+       {"StreamPacketSize", "ControlPacketSize", "DiscoverySpeed", "Connected", "MasterPort",
+        "MasterID", "AppletMasterID", "AppletOperatorIndex", "AppletOperatorSize",
+        "IsGenICamConnected", "MasterLink", "FgPort", "AppletPort", "IsTransceiverLocked"}) {
+    EXPECT_EQ(Set(getterOnly, 1), -1013) << getterOnly;
+  }
+  for (const char* identity : {"VendorName", "ModelName", "FamilyName", "Version",
+                               "FirmwareVersion", "ManufacturerInfo", "SerialNumber", "UserID"}) {
     char text[] = "x";
     uint32_t length = 2;
-    std::string key = name;
-    EXPECT_EQ(camera.SetProperty(key.data(), text, 3, &length), -1013) << name;
+    std::string key = identity;
+    EXPECT_EQ(camera.SetProperty(key.data(), text, 3, &length), -1013) << identity;
   }
   EXPECT_TRUE(controller.writes.empty());
 }
@@ -244,31 +208,15 @@ TEST_F(CameraInterfaceTest, LinkSettersShareTheControllersLinkConfig) {
   EXPECT_EQ(Set("NrOfLinks", 3), -1203);
 }
 
-TEST_F(CameraInterfaceTest, PropertyChecksComeInOrder) {
-  uint32_t value = 0;
-  EXPECT_EQ(Get("NoSuchProperty", &value), -2000);
-  EXPECT_EQ(Get("VendorName", &value), -1990);
-  EXPECT_EQ(Get("MasterPort", nullptr), -1017);
-  char name[] = "VendorName";
-  char buffer[4];
-  EXPECT_EQ(camera.GetProperty(name, buffer, 3, nullptr), -1017) << "a string needs its length";
-  CCameraInterface portless(nullptr, &controller);
-  char other[] = "MasterPort";
-  EXPECT_EQ(portless.GetProperty(other, &value, 3, nullptr), -1990);
-  EXPECT_EQ(portless.GetProperty(other, &value, 1, nullptr), -1213);
-  EXPECT_EQ(portless.SetProperty(other, &value, 1, nullptr), -1213);
-}
-
 TEST_F(CameraInterfaceTest, StringPropertiesTellTheirLengthAndCopyAtMostThat) {
   port.info.SetVendorName("Vesk");
   port.info.SetSerialNr("SN-42");
   port.info.SetUserId("left");
-  EXPECT_EQ(GetText("vendorname"), "Vesk");
   EXPECT_EQ(GetText("SerialNumber"), "SN-42");
   EXPECT_EQ(GetText("USERID"), "left");
   EXPECT_EQ(GetText("ModelName"), "");
 
-  char name[] = "VendorName";
+  char name[] = "vendorname";
   char buffer[8] = "#######";
   uint32_t length = 0;
   ASSERT_EQ(camera.GetProperty(name, buffer, 3, &length), 0);
@@ -290,7 +238,6 @@ TEST_F(CameraInterfaceTest, IdentityIsCachedUntilAnUpdate) {
   MloCameraInfo* info = camera.GetCameraInfo();
   EXPECT_STREQ(info->vendorName, "Vesk");
   EXPECT_EQ(info->vendorName, port.info.GetVendorName()) << "the port's own text";
-  EXPECT_STREQ(info->userId, "");
   camera.GetCameraInfo();
   EXPECT_EQ(port.infoReads, 1);
 
@@ -309,8 +256,7 @@ TEST_F(CameraInterfaceTest, TheStringCacheKeepsOneCopyPerValue) {
   text[0] = 'X';
   EXPECT_STREQ(first, "Mono8") << "a copy";
   EXPECT_EQ(camera.InsertInStringCache("Mono8"), first);
-  const char* other = camera.InsertInStringCache("Mono16");
-  EXPECT_NE(other, first);
+  EXPECT_NE(camera.InsertInStringCache("Mono16"), first);
   EXPECT_STREQ(first, "Mono8") << "growing the cache leaves earlier texts in place";
   camera.ClearStringCache();
   EXPECT_STREQ(camera.InsertInStringCache("Mono8"), "Mono8");
@@ -318,8 +264,6 @@ TEST_F(CameraInterfaceTest, TheStringCacheKeepsOneCopyPerValue) {
 
 TEST_F(CameraInterfaceTest, LinkSettersKeepOnlyValuesThatFit) {
   EXPECT_EQ(camera.GetLinkInfo(4), nullptr);
-  EXPECT_EQ(camera.GetMasterLinkInfo(), camera.GetLinkInfo(0));
-  EXPECT_EQ(camera.GetLinkInfo(3)->plMasterId, 0xFFFFFFFFu);
 
   EXPECT_EQ(camera.SetLinkFrameGrabberPort(1, 3), -1991) << "stored, and still -1991";
   EXPECT_EQ(camera.SetLinkFrameGrabberPort(1, 4), -1991);
@@ -340,7 +284,6 @@ TEST_F(CameraInterfaceTest, LinkSettersKeepOnlyValuesThatFit) {
   EXPECT_EQ(camera.GetLinkPLExtensionId(4, out), -1991);
   EXPECT_EQ(camera.GetLinkIsMaster(4, out), -1991);
   EXPECT_EQ(out, 7u);
-
   ASSERT_EQ(camera.SetNrOfLinks(4), 0);
   EXPECT_EQ(camera.SetNrOfLinks(5), -1991);
   EXPECT_EQ(camera.GetNrOfLinks(), 4u);

@@ -1,9 +1,8 @@
 // Node map references and the factory as the camera object uses them, the smart pointers and
 // the GenICam exceptions.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 
 #include "tests/support/TempDir.h"
@@ -14,10 +13,10 @@ namespace {
 
 using namespace GenApi;
 
-TEST(NodeMapRef, TheFactoryMapGoesIntoAReferenceWithOneUse) {
-  const std::string xml = ProbeDescription();
+// The sanitized build tells whether the map is destroyed once, and not before.
+TEST(NodeMapRef, TheFactoryMapGoesIntoAReferenceAndCopiesShareItUntilTheLastGoes) {
   CNodeMapRef* reference = new CNodeMapRef("Device");
-  CNodeMapFactory factory(ContentType_Xml, xml.data(), xml.size());
+  CNodeMapFactory factory(ContentType_Xml, ProbeDescription().data(), ProbeDescription().size());
   *reference = factory.CreateNodeMap("Device", true);
   EXPECT_TRUE(factory.IsEmpty());
   MemoryPort port;
@@ -25,82 +24,56 @@ TEST(NodeMapRef, TheFactoryMapGoesIntoAReferenceWithOneUse) {
   EXPECT_EQ(reference->_GetDeviceName(), "Device");
   CIntegerPtr(reference->_GetNode("Gain"))->SetValue(8);
   EXPECT_EQ(port.Get32(0x000), 8u);
-  // The sanitized build tells whether the map is destroyed once, and not before.
-  delete reference;
-}
 
-TEST(NodeMapRef, CopiesShareTheMapUntilTheLastGoes) {
-  CNodeMapRef* original = new CNodeMapRef;
-  original->_LoadXMLFromString(ProbeDescription());
-  CNodeMapRef copy(*original);
+  CNodeMapRef copy(*reference);
   CNodeMapRef assigned;
   assigned = copy;
-  EXPECT_EQ(copy._Ptr, original->_Ptr);
-  EXPECT_EQ(assigned._Ptr, original->_Ptr);
-  INode* gain = original->_GetNode("Gain");
-  delete original;
+  EXPECT_EQ(copy._Ptr, reference->_Ptr);
+  EXPECT_EQ(assigned._Ptr, reference->_Ptr);
+  INode* gain = reference->_GetNode("Gain");
+  delete reference;
   EXPECT_EQ(copy._GetNode("Gain"), gain);
   copy._Destroy();
   EXPECT_EQ(copy._Ptr, nullptr);
   EXPECT_EQ(assigned._GetNode("Gain")->GetName(), "Gain");
 }
 
-TEST(NodeMapRef, AnEmptyReferenceSaysSo) {
-  CNodeMapRef empty;
-  MemoryPort port;
-  EXPECT_EQ(DescriptionOf<GenICam::AccessException>([&] { empty._GetNode("Gain"); }),
-            "Feature not present (reference not valid)");
-  EXPECT_THROW(empty._Connect(&port, "Device"), GenICam::AccessException);
-  NodeList_t nodes;
-  EXPECT_THROW(empty._GetNodes(nodes), GenICam::AccessException);
-}
-
-TEST(NodeMapRef, ASecondLoadIsRefused) {
-  CNodeMapRef map;
-  map._LoadXMLFromString(ProbeDescription());
-  EXPECT_EQ(
-      DescriptionOf<GenICam::RuntimeException>([&] { map._LoadXMLFromString(ProbeDescription()); }),
-      "Node map already created");
-}
-
-TEST(NodeMapRef, LoadsFromAFile) {
+TEST(NodeMapRef, LoadsOnceFromTextOrFileAndConnectsOnlyPortNodes) {
   TempDir dir;
-  const std::string path = dir.Path() + "/probe.xml";
-  std::ofstream(path) << ProbeDescription();
+  WriteText(dir.File("probe.xml"), ProbeDescription());
   CNodeMapRef map;
-  map._LoadXMLFromFile(path.c_str());
+  map._LoadXMLFromFile(dir.File("probe.xml").c_str());
   NodeList_t nodes;
   map._GetNodes(nodes);
   EXPECT_EQ(nodes.size(), map._Ptr->GetNumNodes());
   EXPECT_NE(map._GetNode("Root"), nullptr);
+  EXPECT_EQ(
+      DescriptionOf<GenICam::RuntimeException>([&] { map._LoadXMLFromString(ProbeDescription()); }),
+      "Node map already created");
   CNodeMapRef missing;
-  EXPECT_THROW(missing._LoadXMLFromFile((dir.Path() + "/none.xml").c_str()),
-               GenICam::RuntimeException);
-}
+  EXPECT_THROW(missing._LoadXMLFromFile(dir.File("none.xml").c_str()), GenICam::RuntimeException);
 
-TEST(NodeMapRef, OnlyPortNodesConnect) {
-  CNodeMapRef map;
-  map._LoadXMLFromString(ProbeDescription());
   MemoryPort port;
   EXPECT_FALSE(map._Connect(&port, "TLPort"));
   EXPECT_FALSE(map._Connect(&port, "Gain"));
   EXPECT_TRUE(map._Connect(&port));
+
+  CNodeMapRef empty;
+  EXPECT_EQ(DescriptionOf<GenICam::AccessException>([&] { empty._GetNode("Gain"); }),
+            "Feature not present (reference not valid)");
+  EXPECT_THROW(empty._Connect(&port, "Device"), GenICam::AccessException);
+  EXPECT_THROW(empty._GetNodes(nodes), GenICam::AccessException);
 }
 
 TEST(NodeMapFactory, DescriptionsThatAreNoneAreRefused) {
-  const char* const texts[] = {
-      "",
-      "not xml at all",
-      "<?xml version=\"1.0\"?><Something/>",
-      "<?xml version=\"1.0\"?><RegisterDescription><Integer Name=\"A\">",
-  };
-  for (const char* text : texts) {
-    CNodeMapFactory factory(ContentType_Xml, text, std::char_traits<char>::length(text));
+  for (const std::string text :
+       {"", "not xml at all", "<?xml version=\"1.0\"?><Something/>",
+        "<?xml version=\"1.0\"?><RegisterDescription><Integer Name=\"A\">"}) {
+    CNodeMapFactory factory(ContentType_Xml, text.data(), text.size());
     EXPECT_THROW(delete factory.CreateNodeMap(), GenICam::RuntimeException) << text;
   }
   EXPECT_THROW(CNodeMapFactory(ContentType_ZippedXml, "PK", 2), GenICam::RuntimeException);
-  CNodeMapFactory released(ContentType_Xml, ProbeDescription(),
-                           std::char_traits<char>::length(ProbeDescription()));
+  CNodeMapFactory released(ContentType_Xml, ProbeDescription().data(), ProbeDescription().size());
   dynamic_cast<IDestroy*>(released.CreateNodeMap())->Destroy();
   EXPECT_THROW(released.CreateNodeMap(), GenICam::RuntimeException);
 }
@@ -127,9 +100,8 @@ TEST(Exceptions, MacrosFormatTheTextAndKeepTheSourcePosition) {
     EXPECT_NE(dynamic_cast<const GenICam::OutOfRangeException*>(&error), nullptr);
     EXPECT_STREQ(error.GetDescription(), "Value 12 above Max");
     EXPECT_EQ(error.GetSourceLine(), static_cast<unsigned int>(__LINE__ - 4));
-    const std::string what = error.what();
-    EXPECT_EQ(what.rfind("Value 12 above Max : ", 0), 0u) << what;
-    EXPECT_NE(what.find("NodeMapRefTest.cpp@"), std::string::npos) << what;
+    EXPECT_THAT(error.what(), ::testing::StartsWith("Value 12 above Max : "));
+    EXPECT_THAT(error.what(), ::testing::HasSubstr("NodeMapRefTest.cpp@"));
   }
 }
 
