@@ -106,14 +106,11 @@ struct CheckCase {
 };
 
 // One table row: CALL(Mlo_getCameraCount(nullptr), -1001, "Invalid board handle").
-#define CALL(expression, code, message)                    \
-  ::vesk::test::CheckCase {                                \
-#expression, [&] { return expression; }, code, message \
-  }
+#define CALL(call, code, message) (CheckCase{#call, [&] { return call; }, code, message})
 
 // Each case writes its failure line with the arguments of its entry line, and its exit line
-// gives the code with the same arguments.
-inline void ExpectChecks(const std::vector<CheckCase>& cases) {
+// gives the code with the same arguments; given `expected`, every entry has those arguments.
+inline void ExpectChecks(const std::string& expected, const std::vector<CheckCase>& cases) {
   for (const CheckCase& check : cases) {
     SCOPED_TRACE(check.call);
     CapturedLog::Take();
@@ -124,6 +121,7 @@ inline void ExpectChecks(const std::vector<CheckCase>& cases) {
     const size_t bar = entry.find("|Entering ");
     ASSERT_NE(bar, std::string::npos) << entry;
     const std::string arguments = entry.substr(0, bar);
+    if (!expected.empty()) EXPECT_EQ(arguments, expected);
     const size_t name = bar + std::string("|Entering ").size();
     EXPECT_EQ(lines.trace.back(), ",return=" + std::to_string(check.code) + arguments +
                                       "|Leaving " + entry.substr(name, entry.find(';') - name));
@@ -133,6 +131,8 @@ inline void ExpectChecks(const std::vector<CheckCase>& cases) {
     EXPECT_EQ(lines.failures, failures);
   }
 }
+
+inline void ExpectChecks(const std::vector<CheckCase>& cases) { ExpectChecks("", cases); }
 
 }  // namespace vesk::test
 

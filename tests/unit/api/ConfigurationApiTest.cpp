@@ -190,15 +190,13 @@ TEST_F(ConfigurationApi, LoadReportsTheFirstDifferenceFromTheSavedLayout) {
     change(other.controller);
     ASSERT_EQ(other.driver->Discovery(0xFF, 0, 0, 0), 0);
     CapturedLog::Take();
-    const int code = Mlo_LoadBoardConfiguration(other.Handle(), file.c_str());
-    if (key.empty()) {
-      EXPECT_EQ(code, -1001);
-      EXPECT_EQ(Failures(), std::vector<std::string>{"Invalid boardHandle"});
-    } else {
-      EXPECT_EQ(code, -1999);
-      EXPECT_EQ(Failures(), std::vector<std::string>{"Difference between CAM_PROP_" + key +
-                                                     "_S saved and discovered"});
-    }
+    // A camera gone from its master port ends the load before any comparison.
+    EXPECT_EQ(Mlo_LoadBoardConfiguration(other.Handle(), file.c_str()),
+              key.empty() ? -1001 : -1999);
+    EXPECT_EQ(Failures(),
+              std::vector<std::string>{key.empty() ? "Invalid boardHandle"
+                                                   : "Difference between CAM_PROP_" + key +
+                                                         "_S saved and discovered"});
   }
 }
 

@@ -90,9 +90,14 @@ class FeatureApiTest : public ::testing::Test {
     }
   }
 
+  // Checks of calls on c.
+  void Expect(const std::vector<CheckCase>& cases) { ExpectChecks(arguments, cases); }
+
   TestPort port;
   CCameraInterface camera;
   MloCameraHandle* c = reinterpret_cast<MloCameraHandle*>(&camera);
+  // Of every line about c.
+  const std::string arguments = genicam::FormatCamera(c);
   int64_t integer = 0;
   double real = 0;
   unsigned state = 0;
@@ -100,37 +105,37 @@ class FeatureApiTest : public ::testing::Test {
 };
 
 TEST_F(FeatureApiTest, NullArgumentsAreRefusedInTheirOrder) {
-  Connect(FakeCameraDescription());
   MloCameraHandle* const none = nullptr;
   const char* const kNoValue = "Invalid value pointer";
   const char* const kNoCamera = "Invalid camera handle";
-  ExpectChecks({
-      // Value pointers are tested before the handle, except by the string and symbolic reads.
-      CALL(Mlo_getIntegerValue(none, "Width", nullptr), -1991, kNoValue),
-      CALL(Mlo_getIntegerValueLimits(none, "Width", &integer, nullptr, &integer), -1991, kNoValue),
-      CALL(Mlo_getBooleanValue(none, "X", nullptr), -1991, kNoValue),
-      CALL(Mlo_getFloatValue(none, "X", nullptr), -1991, kNoValue),
-      CALL(Mlo_setStringValue(none, "X", nullptr), -1991, "Invalid value"),
-      CALL(Mlo_setEnumerationValue(none, "X", nullptr), -1991, "Invalid value"),
-      CALL(Mlo_getEnumerationValue(none, "X", nullptr), -1991, kNoValue),
-      CALL(Mlo_isCommandDone(none, "X", nullptr), -1991, kNoValue),
-      CALL(Mlo_getStringValue(none, "X", nullptr), -1000, kNoCamera),
-      CALL(Mlo_getEnumerationValueAsString(none, "X", nullptr), -1000, kNoCamera),
-      CALL(Mlo_setIntegerValue(none, nullptr, 1), -1000, kNoCamera),
-      CALL(Mlo_executeCommand(none, "X"), -1000, kNoCamera),
-      CALL(Mlo_startAcquisition(none, 1), -1000, kNoCamera),
-      CALL(Mlo_stopAcquisition(none, 1), -1000, kNoCamera),
+  const char* const kNoMap = "Failed to get camera node map";
+  ExpectChecks(
+      genicam::FormatCamera(none),
+      {
+          // Value pointers are tested before the handle, except by the string and symbolic reads.
+          CALL(Mlo_getIntegerValue(none, "Width", nullptr), -1991, kNoValue),
+          CALL(Mlo_getIntegerValueLimits(none, "Width", &integer, nullptr, &integer), -1991,
+               kNoValue),
+          CALL(Mlo_getBooleanValue(none, "X", nullptr), -1991, kNoValue),
+          CALL(Mlo_getFloatValue(none, "X", nullptr), -1991, kNoValue),
+          CALL(Mlo_setStringValue(none, "X", nullptr), -1991, "Invalid value"),
+          CALL(Mlo_setEnumerationValue(none, "X", nullptr), -1991, "Invalid value"),
+          CALL(Mlo_getEnumerationValue(none, "X", nullptr), -1991, kNoValue),
+          CALL(Mlo_isCommandDone(none, "X", nullptr), -1991, kNoValue),
+          CALL(Mlo_getStringValue(none, "X", nullptr), -1000, kNoCamera),
+          CALL(Mlo_getEnumerationValueAsString(none, "X", nullptr), -1000, kNoCamera),
+          CALL(Mlo_setIntegerValue(none, nullptr, 1), -1000, kNoCamera),
+          CALL(Mlo_executeCommand(none, "X"), -1000, kNoCamera),
+          CALL(Mlo_startAcquisition(none, 1), -1000, kNoCamera),
+          CALL(Mlo_stopAcquisition(none, 1), -1000, kNoCamera),
+      });
+  Expect({
       CALL(Mlo_getStringValue(c, "X", nullptr), -1991, kNoValue),
       CALL(Mlo_getEnumerationValueAsString(c, "X", nullptr), -1991, kNoValue),
       CALL(Mlo_setIntegerValue(c, nullptr, 1), -1102, "Invalid feature name"),
       CALL(Mlo_getFloatValue(c, "", &real), -1102, "Invalid feature name"),
       CALL(Mlo_executeCommand(c, ""), -1102, "Invalid feature name"),
-  });
-}
-
-TEST_F(FeatureApiTest, EveryFunctionNeedsTheGenICamConnection) {
-  const char* const kNoMap = "Failed to get camera node map";
-  ExpectChecks({
+      // Every function needs the GenICam connection.
       CALL(Mlo_setIntegerValue(c, "Width", 1), -1100, kNoMap),
       CALL(Mlo_getIntegerValue(c, "Width", &integer), -1100, kNoMap),
       CALL(Mlo_getIntegerValueLimits(c, "Width", &integer, &integer, &integer), -1100, kNoMap),
@@ -141,11 +146,12 @@ TEST_F(FeatureApiTest, EveryFunctionNeedsTheGenICamConnection) {
   });
 }
 
-// Unknown names, and nodes of another type than the function's, are no feature.
+// Unknown names, and nodes of another type than the function's, are no feature; read-only
+// features are not written.
 TEST_F(FeatureApiTest, UnknownNamesAndNodesOfAnotherTypeAreNoFeature) {
   Connect(FakeCameraDescription());
   const char* const kNoWidth = "Failed to get feature Width";
-  ExpectChecks({
+  Expect({
       CALL(Mlo_setIntegerValue(c, "PixelFormat", 1), -1102, "Failed to get feature PixelFormat"),
       CALL(Mlo_getIntegerValue(c, "Widht", &integer), -1102, "Failed to get feature Widht"),
       CALL(Mlo_getFloatValue(c, "Width", &real), -1102, kNoWidth),
@@ -154,22 +160,18 @@ TEST_F(FeatureApiTest, UnknownNamesAndNodesOfAnotherTypeAreNoFeature) {
       CALL(Mlo_getEnumerationValueAsString(c, "Width", &text), -1102, kNoWidth),
       // An enumeration entry's name.
       CALL(Mlo_executeCommand(c, "Continuous"), -1102, "Failed to get feature Continuous"),
-  });
-}
-
-TEST_F(FeatureApiTest, FeaturesThatGoOneWayAreRefusedBeforeThePort) {
-  Connect(FakeCameraDescription());
-  ExpectChecks({
       CALL(Mlo_setIntegerValue(c, "SensorWidth", 640), -1105, "Feature SensorWidth is read only"),
       CALL(Mlo_setStringValue(c, "DeviceVendorName", "Me"), -1105,
            "Feature DeviceVendorName is read only"),
   });
   EXPECT_EQ(port.GetBig32(kSensorWidth), 2048u);
+}
 
+TEST_F(FeatureApiTest, FeaturesThatGoOneWayAreRefusedBeforeThePort) {
   Connect(OneWayDescription());
   port.memory.clear();
   state = 7;
-  ExpectChecks({
+  Expect({
       CALL(Mlo_getIntegerValue(c, "Secret", &integer), -1105, "Feature Secret is read only"),
       CALL(Mlo_getIntegerValueLimits(c, "Secret", &integer, &integer, &integer), -1105,
            "Feature Secret is read only"),
@@ -196,6 +198,16 @@ TEST_F(FeatureApiTest, FeaturesThatGoOneWayAreRefusedBeforeThePort) {
 
 TEST_F(FeatureApiTest, ValuesGoToTheCameraAndComeBack) {
   Connect(FakeCameraDescription());
+  // Simple reads use the cache of the node map.
+  port.PutBig32(kWidth, 512);
+  ASSERT_EQ(Mlo_getIntegerValue(c, "Width", &integer), 0);
+  port.PutBig32(kWidth, 1024);
+  ASSERT_EQ(Mlo_getIntegerValue(c, "Width", &integer), 0);
+  EXPECT_EQ(integer, 512) << "a cached register is not read again";
+  camera.GetCameraNodeMap()->_InvalidateNodes();
+  ASSERT_EQ(Mlo_getIntegerValue(c, "Width", &integer), 0);
+  EXPECT_EQ(integer, 1024);
+
   ASSERT_EQ(Mlo_setIntegerValue(c, "Width", 640), 0);
   EXPECT_EQ(port.GetBig32(kWidth), 640u);
   int64_t min = 0, max = 0, inc = 0;
@@ -243,35 +255,22 @@ TEST_F(FeatureApiTest, ValuesGoToTheCameraAndComeBack) {
   camera.GetCameraNodeMap()->_InvalidateNodes();
   ASSERT_EQ(Mlo_getEnumerationValue(c, "AcquisitionMode", &integer), 0);
   EXPECT_EQ(integer, 77);
-  ExpectChecks({CALL(Mlo_getEnumerationValueAsString(c, "AcquisitionMode", &text), -1014,
-                     "Invalid data in feature")});
-}
-
-TEST_F(FeatureApiTest, SimpleReadsUseTheCacheOfTheNodeMap) {
-  Connect(FakeCameraDescription());
-  port.PutBig32(kWidth, 512);
-  ASSERT_EQ(Mlo_getIntegerValue(c, "Width", &integer), 0);
-  EXPECT_EQ(integer, 512);
-  port.PutBig32(kWidth, 1024);
-  ASSERT_EQ(Mlo_getIntegerValue(c, "Width", &integer), 0);
-  EXPECT_EQ(integer, 512) << "a cached register is not read again";
-  camera.GetCameraNodeMap()->_InvalidateNodes();
-  ASSERT_EQ(Mlo_getIntegerValue(c, "Width", &integer), 0);
-  EXPECT_EQ(integer, 1024);
+  Expect({CALL(Mlo_getEnumerationValueAsString(c, "AcquisitionMode", &text), -1014,
+               "Invalid data in feature")});
 }
 
 TEST_F(FeatureApiTest, ExceptionsOfEachKindAreToldWithTheAction) {
   Connect(FakeCameraDescription());
   port.failure = [] { throw std::runtime_error("link down"); };
   const char* const kGainAuto = "Standard exception while getting enum value GainAuto: link down";
-  ExpectChecks({
+  Expect({
       CALL(Mlo_getIntegerValue(c, "Width", &integer), -1999,
            "Standard exception while getting feature Width: link down"),
       CALL(Mlo_getEnumerationValue(c, "GainAuto", &integer), -1999, kGainAuto),
       CALL(Mlo_getEnumerationValueAsString(c, "GainAuto", &text), -1999, kGainAuto),
   });
   port.failure = [] { throw 5; };
-  ExpectChecks({
+  Expect({
       CALL(Mlo_getFloatValue(c, "ExposureTimeAbs", &real), -1999,
            "Unexpected exception while getting feature ExposureTimeAbs"),
       // The limits read the maximum.
@@ -298,7 +297,7 @@ TEST_F(FeatureApiTest, ExceptionsOfEachKindAreToldWithTheAction) {
   // Commands are left to the camera's register, which only the small description can read back.
   Connect(TestCameraDescription());
   port.failure = [] { throw std::out_of_range("no register"); };
-  ExpectChecks({
+  Expect({
       CALL(Mlo_isCommandDone(c, "AcquisitionStart", &state), -1999,
            "Standard exception while getting command state AcquisitionStart: no register"),
       CALL(Mlo_executeCommand(c, "AcquisitionStart"), -1999,
@@ -309,7 +308,7 @@ TEST_F(FeatureApiTest, ExceptionsOfEachKindAreToldWithTheAction) {
 TEST_F(FeatureApiTest, AcquisitionNeedsASynchronisedLink) {
   Connect(FakeCameraDescription());
   port.PutBig32(kAcquisitionCommand, 9);
-  ExpectChecks({CALL(Mlo_startAcquisition(c, 1), -1202, "Tranceiver not sysncronized")});
+  Expect({CALL(Mlo_startAcquisition(c, 1), -1202, "Tranceiver not sysncronized")});
   EXPECT_EQ(port.preparations, 0);
   EXPECT_EQ(port.GetBig32(kAcquisitionCommand), 9u) << "no command was sent";
 
@@ -323,7 +322,7 @@ TEST_F(FeatureApiTest, AcquisitionNeedsASynchronisedLink) {
   EXPECT_EQ(port.GetBig32(kAcquisitionCommand), 0u);
 
   Connect(TestCameraDescription());
-  ExpectChecks({CALL(Mlo_stopAcquisition(c, 0), -1102, "Failed to get feature AcquisitionStop")});
+  Expect({CALL(Mlo_stopAcquisition(c, 0), -1102, "Failed to get feature AcquisitionStop")});
 }
 
 TEST_F(FeatureApiTest, TraceNamesTheFeatureAndTheValue) {
@@ -336,7 +335,7 @@ TEST_F(FeatureApiTest, TraceNamesTheFeatureAndTheValue) {
   ASSERT_EQ(Mlo_startAcquisition(c, 7), 0);
 
   // Each entry names the feature and the value; the start of an acquisition runs the command.
-  const std::string handle = genicam::FormatCamera(c) + "|Entering ";
+  const std::string handle = arguments + "|Entering ";
   EXPECT_EQ(TakeEntries(), (std::vector<std::string>{
                                handle + "Mlo_setIntegerValue; Feature: Width; Value: 640",
                                handle + "Mlo_getIntegerValue; Feature: Width",

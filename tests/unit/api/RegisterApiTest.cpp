@@ -38,11 +38,13 @@ class RegisterApi : public ::testing::Test {
   MloCameraHandle* camera;
 };
 
-TEST_F(RegisterApi, CameraFamilyChecksComeInTheirOrder) {
+TEST_F(RegisterApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
   uint32_t value = 0;
+  unsigned int length = 4;
   char bytes[8];
   MloCameraHandle* lost = board.Camera(3, 2);
   const char* const kLost = "Tranceiver not sysncronized";
+  const char* const kNoBoard = "Invalid board handle";
   ExpectChecks({
       CALL(Mlo_registerReadFromCamera(nullptr, nullptr, 0), -1991, "Invalid data"),
       CALL(Mlo_registerReadFromCamera(nullptr, &value, 0), -1000, "Invalid camera handle"),
@@ -59,15 +61,7 @@ TEST_F(RegisterApi, CameraFamilyChecksComeInTheirOrder) {
       CALL(Mlo_memoryWriteToCameraWithTimeout(nullptr, nullptr, 0, 4, 9), -1991, "Invalid data"),
       CALL(Mlo_memoryWriteToCamera(nullptr, bytes, 0, 4), -1000, "Invalid camera handle"),
       CALL(Mlo_memoryWriteToCamera(lost, bytes, 0, 4), -1202, kLost),
-  });
-  EXPECT_TRUE(board.controller.Port(3).timeouts.empty());
-}
-
-TEST_F(RegisterApi, DirectFamilyRefusesANullBoardFirst) {
-  unsigned int length = 4;
-  char bytes[4];
-  const char* const kNoBoard = "Invalid board handle";
-  ExpectChecks({
+      // The direct family refuses a null board first.
       CALL(Mlo_DirectRegisterRead(nullptr, 0, 0, nullptr), -1001, kNoBoard),
       CALL(Mlo_DirectRegisterRead(b, 2, 0, nullptr), -1014, "Invalid camera handle"),
       CALL(Mlo_DirectRegisterRead64(b, 2, 0, nullptr), -1014, "Invalid camera handle"),
@@ -87,6 +81,7 @@ TEST_F(RegisterApi, DirectFamilyRefusesANullBoardFirst) {
       CALL(Mlo_DirectRegisterWriteMemWithTimeOut(nullptr, 0, 0, nullptr, 4, 5), -1001, kNoBoard),
       CALL(Mlo_DirectRegisterWriteMemWithTimeOut64(b, 2, 0, nullptr, 4, 5), -1991, "Invalid data"),
   });
+  EXPECT_TRUE(board.controller.Port(3).timeouts.empty());
   EXPECT_TRUE(direct.timeouts.empty());
 }
 
@@ -159,23 +154,33 @@ TEST_F(RegisterApi, FailuresOfThePortAndOfThePortNumber) {
   EXPECT_TRUE(board.controller.Port(0).timeouts.empty());
 }
 
+// The three memory reads share one trace under their common name; the wide register functions
+// trace as they forward, the write with a line of its own.
 TEST_F(RegisterApi, CameraFamilyWaitsTwoSecondsUnlessToldAndDirectFamily200Ms) {
   uint32_t value = 0;
   char bytes[4] = {};
   unsigned int length = 4;
   Mlo_registerReadFromCamera(camera, &value, 0);
   Mlo_registerWriteToCamera(camera, 1, 0);
+  Mlo_memoryWriteToCamera(camera, bytes, 0, 4);
+  Mlo_memoryWriteToCameraWithTimeout(camera, bytes, 0, 4, 32);
+  CapturedLog::Take();
   Mlo_memoryReadFromCamera(camera, bytes, 0, 4);
   Mlo_memoryReadFromCameraWithTimeout(camera, bytes, 0, 4, 31);
   Mlo_stringReadFromCamera(camera, bytes, 0, 4);
-  Mlo_memoryWriteToCamera(camera, bytes, 0, 4);
-  Mlo_memoryWriteToCameraWithTimeout(camera, bytes, 0, 4, 32);
-  EXPECT_EQ(master.timeouts, (std::vector<unsigned int>{2000, 2000, 2000, 31, 2000, 2000, 32}));
+  Mlo_DirectRegisterRead64(b, 2, 0, &value);
+  Mlo_DirectRegisterWrite64(b, 2, 0x100000000, 1, 0);
+  const std::string read = ",handle=(P15MloCameraHandle)" + Pointer(camera) +
+                           "|Entering __impl_Mlo_memoryReadFromCameraWithOrWithoutTimeout";
+  const std::string args = ",handle=(P14MloBoardHandle)" + Pointer(b) + ",port-index=2|Entering ";
+  EXPECT_EQ(TakeEntries(),
+            (std::vector<std::string>{read, read, read, args + "Mlo_DirectRegisterRead",
+                                      args + "Mlo_DirectRegisterWrite64",
+                                      args + "Mlo_DirectRegisterWrite"}));
+  EXPECT_EQ(master.timeouts, (std::vector<unsigned int>{2000, 2000, 2000, 32, 2000, 31, 2000}));
 
   Mlo_DirectRegisterRead(b, 2, 0, &value);
-  Mlo_DirectRegisterRead64(b, 2, 0, &value);
   Mlo_DirectRegisterWrite(b, 2, 0, 1, 0);
-  Mlo_DirectRegisterWrite64(b, 2, 0, 1, 0);
   Mlo_DirectRegisterReadMem(b, 2, 0, bytes, &length);
   Mlo_DirectRegisterReadMem64(b, 2, 0, bytes, &length);
   Mlo_DirectRegisterWriteMem(b, 2, 0, bytes, length);
@@ -186,30 +191,6 @@ TEST_F(RegisterApi, CameraFamilyWaitsTwoSecondsUnlessToldAndDirectFamily200Ms) {
   Mlo_DirectRegisterWriteMemWithTimeOut64(b, 2, 0, bytes, length, 44);
   EXPECT_EQ(direct.timeouts,
             (std::vector<unsigned int>{200, 200, 200, 200, 200, 200, 200, 200, 41, 42, 43, 44}));
-}
-
-// The three memory reads share one trace under their common name; the wide register functions
-// trace as they forward, the write with a line of its own.
-TEST_F(RegisterApi, TracesOfTheSharedAndForwardingFunctions) {
-  char bytes[4];
-  uint32_t value = 0;
-  CapturedLog::Take();
-  Mlo_memoryReadFromCamera(camera, bytes, 0, 4);
-  Mlo_memoryReadFromCameraWithTimeout(camera, bytes, 0, 4, 10);
-  Mlo_stringReadFromCamera(camera, bytes, 0, 4);
-  Mlo_DirectRegisterRead64(b, 2, 0, &value);
-  Mlo_DirectRegisterWrite64(b, 2, 0x100000000, 1, 0);
-  const std::string read = ",handle=(P15MloCameraHandle)" + Pointer(camera) +
-                           "|Entering __impl_Mlo_memoryReadFromCameraWithOrWithoutTimeout";
-  const std::string args = ",handle=(P14MloBoardHandle)" + Pointer(b) + ",port-index=2";
-  EXPECT_EQ(TakeEntries(), (std::vector<std::string>{
-                               read,
-                               read,
-                               read,
-                               args + "|Entering Mlo_DirectRegisterRead",
-                               args + "|Entering Mlo_DirectRegisterWrite64",
-                               args + "|Entering Mlo_DirectRegisterWrite",
-                           }));
 }
 
 }  // namespace
