@@ -96,7 +96,7 @@ class FeatureApiTest : public ::testing::Test {
   TestPort port;
   CCameraInterface camera;
   MloCameraHandle* c = reinterpret_cast<MloCameraHandle*>(&camera);
-  // Of every line about c.
+  // The arguments that every line about c shows.
   const std::string arguments = genicam::FormatCamera(c);
   int64_t integer = 0;
   double real = 0;

@@ -13,13 +13,9 @@
 #include <vector>
 
 #include "genapi/GenApi.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/TempDir.h"
-#include "tests/support/TestController.h"
 #include "tests/unit/api/ApiTestBoard.h"
-#include "vesk_genicam/impl/ApiCall.h"
 #include "vesk_genicam/impl/CameraInterface.h"
-#include "vesk_genicam/impl/vesk_genicam.h"
 #include "vesk_genicam/impl/vesk_genicam_dump.h"
 
 namespace vesk::test {
