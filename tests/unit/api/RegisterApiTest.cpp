@@ -129,7 +129,7 @@ TEST_F(RegisterApi, BytesAndAddressesOnTheWire) {
   EXPECT_EQ(length, 3u);
   length = 2;
   ASSERT_EQ(Mlo_DirectRegisterReadMemWithTimeOut64(b, 2, 0x300000005, read.data(), &length, 1), 0);
-  EXPECT_EQ(read, (Bytes{0xb, 0xc, 0xc}));
+  EXPECT_EQ(read, (Bytes{0xb, 0xc, 0xc})) << "two bytes read, the third left from before";
   ASSERT_EQ(Mlo_DirectRegisterWriteMem64(b, 2, 0x100000040, out.data(), 3), 0);
   ASSERT_EQ(Mlo_DirectRegisterWriteMemWithTimeOut64(b, 2, 0x100000050, out.data(), 2, 1), 0);
   ASSERT_EQ(Mlo_DirectRegisterWrite64(b, 2, 0x100000060, 0x01020304, 1), 0);
