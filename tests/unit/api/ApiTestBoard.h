@@ -87,31 +87,52 @@ inline ApiLines TakeApiLines() {
   return lines;
 }
 
-// A call with its expected code and, for a failed check, the message of its line.
+// The entry lines since the last take, cut as in TakeApiLines.
+inline std::vector<std::string> TakeEntries() {
+  std::vector<std::string> entries;
+  for (const std::string& line : TakeApiLines().trace) {
+    if (line.find("|Entering ") != std::string::npos) entries.push_back(line);
+  }
+  return entries;
+}
+
+// A call as written, run by `run`, with its code and the message of its one failure line (null:
+// no failure line).
 struct CheckCase {
-  const char* name;
-  std::function<int()> call;
+  const char* call;
+  std::function<int()> run;
   int code;
   const char* message;
 };
 
-// Each case writes exactly its one failure line, and its exit line shows the code.
-inline void ExpectChecks(const std::vector<CheckCase>& cases) {
+// One table row: CALL(Mlo_getCameraCount(nullptr), -1001, "Invalid board handle").
+#define CALL(call, code, message) (CheckCase{#call, [&] { return call; }, code, message})
+
+// Each case writes its failure line with the arguments of its entry line, and its exit line
+// gives the code with the same arguments; given `expected`, every entry has those arguments.
+inline void ExpectChecks(const std::string& expected, const std::vector<CheckCase>& cases) {
   for (const CheckCase& check : cases) {
-    SCOPED_TRACE(check.name);
+    SCOPED_TRACE(check.call);
     CapturedLog::Take();
-    EXPECT_EQ(check.call(), check.code);
+    EXPECT_EQ(check.run(), check.code);
     const ApiLines lines = TakeApiLines();
-    ASSERT_EQ(lines.failures.size(), 1u);
-    const std::string& failure = lines.failures[0];
-    EXPECT_EQ(failure.rfind("thread-id=" + Thread() + ",", 0), 0u) << failure;
-    EXPECT_EQ(failure.substr(failure.find('|') + 1), check.message);
-    ASSERT_FALSE(lines.trace.empty());
-    EXPECT_NE(lines.trace.back().find(",return=" + std::to_string(check.code) + ","),
-              std::string::npos)
-        << lines.trace.back();
+    ASSERT_GE(lines.trace.size(), 2u);
+    const std::string& entry = lines.trace.front();
+    const size_t bar = entry.find("|Entering ");
+    ASSERT_NE(bar, std::string::npos) << entry;
+    const std::string arguments = entry.substr(0, bar);
+    if (!expected.empty()) EXPECT_EQ(arguments, expected);
+    const size_t name = bar + std::string("|Entering ").size();
+    EXPECT_EQ(lines.trace.back(), ",return=" + std::to_string(check.code) + arguments +
+                                      "|Leaving " + entry.substr(name, entry.find(';') - name));
+    std::vector<std::string> failures;
+    if (check.message)
+      failures.push_back("thread-id=" + Thread() + arguments + "|" + check.message);
+    EXPECT_EQ(lines.failures, failures);
   }
 }
+
+inline void ExpectChecks(const std::vector<CheckCase>& cases) { ExpectChecks("", cases); }
 
 }  // namespace vesk::test
 

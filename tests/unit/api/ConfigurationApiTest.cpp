@@ -5,19 +5,23 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <fstream>
-#include <map>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "tests/support/CapturedLog.h"
 #include "tests/support/TempDir.h"
 #include "tests/unit/api/ApiTestBoard.h"
-#include "vesk_genicam/impl/vesk_genicam.h"
 #include "vesk_genicam/impl/vesk_genicam_configuration.h"
 
 namespace vesk::test {
 namespace {
+
+// Applications are built against this packed layout.
+static_assert(offsetof(MloConnectionProfile, cameraCount) == 8);
+static_assert(offsetof(MloConnectionProfile, cameras) == 12);
+static_assert(offsetof(MloConnectionProfile, cameraInfos) == 20);
+static_assert(offsetof(MloConnectionProfile, states) == 28);
 
 class ConfigurationApi : public ::testing::Test {
  protected:
@@ -32,13 +36,16 @@ class ConfigurationApi : public ::testing::Test {
     board.Camera(2, 2);
     ASSERT_EQ(Mlo_getCameraCount(board.Handle()), 2);
   }
+  // Camera 1 with its master on port 0 and an extension link on port 1.
+  void TwoLinks() {
+    board.controller.Link(0, 1, 0);
+    board.controller.Link(1, 1, 1);
+    ASSERT_EQ(board.driver->Discovery(0xFF, 0, 0, 0), 0);
+  }
   int Save() { return Mlo_SaveBoardConfiguration(board.Handle(), file.c_str()); }
-  int Load() { return Mlo_LoadBoardConfiguration(board.Handle(), file.c_str()); }
-  void Write(const std::string& text) { std::ofstream(file) << text; }
-  std::string Text() {
-    std::string text;
-    for (const std::string& line : ReadLines(file)) text += line + "\n";
-    return text;
+  int Load() {
+    CapturedLog::Take();
+    return Mlo_LoadBoardConfiguration(board.Handle(), file.c_str());
   }
   // The camera's port of its master link; the camera table is ordered by port object.
   uint32_t MasterPortOf(unsigned int index) {
@@ -50,129 +57,102 @@ class ConfigurationApi : public ::testing::Test {
     EXPECT_EQ(Mlo_getCameraPropertyWithType(camera, name, &port, &type, nullptr), 0);
     return port;
   }
-  // The one failure line of the last call, without its thread and arguments.
-  std::string Failure() {
-    const ApiLines lines = TakeApiLines();
-    if (lines.failures.size() != 1) return "(" + std::to_string(lines.failures.size()) + " lines)";
-    return lines.failures[0].substr(lines.failures[0].find('|') + 1);
-  }
 
   ApiTestBoard board{8};
   TempDir directory;
   std::string file = directory.File("layout.xml");
 };
 
-// The group of a camera with one link as the writer puts it.
-std::string SingleLinkGroup(uint32_t port, uint32_t masterId) {
-  return "\t<linkgroup masterId=\"" + std::to_string(masterId) +
-         "\" speed=\"6250\" streampacketsize=\"8192\">\n"
-         "\t\t<link phyIndex=\"" +
-         std::to_string(port) + "\" plIndex=\"" + std::to_string(3 - port) +
-         "\" linkIndex=\"0\" isMaster=\"true\"/>\n"
-         "\t</linkgroup>\n";
+// The messages of the failure lines since the last take.
+std::vector<std::string> Failures() {
+  std::vector<std::string> messages;
+  for (const std::string& line : TakeApiLines().failures) {
+    messages.push_back(line.substr(line.find('|') + 1));
+  }
+  return messages;
+}
+
+// The file as the writer puts it, with a group for a camera with one link on each port.
+std::string Layout(const std::vector<uint32_t>& ports) {
+  std::string text =
+      "<cxpconfiguration links=\"4\" linkgroups=\"" + std::to_string(ports.size()) + "\">\n";
+  for (uint32_t port : ports) {
+    text += "\t<linkgroup masterId=\"" + std::to_string(port / 2 + 1) +
+            "\" speed=\"6250\" streampacketsize=\"8192\">\n\t\t<link phyIndex=\"" +
+            std::to_string(port) + "\" plIndex=\"" + std::to_string(3 - port) +
+            "\" linkIndex=\"0\" isMaster=\"true\"/>\n\t</linkgroup>\n";
+  }
+  return text + "</cxpconfiguration>\n";
 }
 
 TEST_F(ConfigurationApi, ArgumentsAreCheckedInOrderWithTheirCodesAndLines) {
-  MloBoardHandle* handle = board.Handle();
+  MloBoardHandle* b = board.Handle();
   char path[] = "/tmp/unused";
   char empty[] = "";
-  Fg_Struct_s fgBoard{nullptr, nullptr};
+  Fg_Struct_s fg{nullptr, nullptr};
   MloConnectionProfile* profile = nullptr;
+  const char* const kNoBoard = "Invalid board handle";
+  const char* const kNoFile = "Invalid config file name";
+  const char* const kBad = "Invalid parameter";
   ExpectChecks({
-      {"save board", [&] { return Mlo_SaveBoardConfiguration(nullptr, nullptr); }, -1001,
-       "Invalid board handle"},
-      {"save null file", [&] { return Mlo_SaveBoardConfiguration(handle, nullptr); }, -1003,
-       "Invalid config file name"},
-      {"save empty file", [&] { return Mlo_SaveBoardConfiguration(handle, ""); }, -1003,
-       "Invalid config file name"},
-      {"load board", [&] { return Mlo_LoadBoardConfiguration(nullptr, nullptr); }, -1001,
-       "Invalid board handle"},
-      {"load null file", [&] { return Mlo_LoadBoardConfiguration(handle, nullptr); }, -1003,
-       "Invalid config file name"},
-      {"load empty file", [&] { return Mlo_LoadBoardConfiguration(handle, ""); }, -1003,
-       "Invalid config file name"},
-      {"profile board", [&] { return Mlo_LoadConnectionProfile(nullptr, path, &profile); }, -1991,
-       "Invalid parameter"},
-      {"profile file", [&] { return Mlo_LoadConnectionProfile(&fgBoard, nullptr, &profile); },
-       -1991, "Invalid parameter"},
-      {"profile empty file", [&] { return Mlo_LoadConnectionProfile(&fgBoard, "", &profile); },
-       -1991, "Invalid parameter"},
-      {"profile pointer", [&] { return Mlo_LoadConnectionProfile(&fgBoard, path, nullptr); }, -1991,
-       "Invalid parameter"},
-      {"unload", [&] { return Mlo_UnloadConnectionProfile(nullptr); }, -1991, "Invalid parameter"},
-      {"store board", [&] { return Mlo_StoreLowLevelLinkProfile(nullptr, nullptr); }, -1001,
-       "Invalid board handle"},
-      {"store null file", [&] { return Mlo_StoreLowLevelLinkProfile(handle, nullptr); }, -1003,
-       "Invalid config file name"},
-      {"store empty file", [&] { return Mlo_StoreLowLevelLinkProfile(handle, empty); }, -1003,
-       "Invalid config file name"},
-      {"restore board", [&] { return Mlo_RestoreLowLevelLinkProfile(nullptr, nullptr); }, -1001,
-       "Invalid board handle"},
-      {"restore null file", [&] { return Mlo_RestoreLowLevelLinkProfile(handle, nullptr); }, -1003,
-       "Invalid config file name"},
-      {"restore empty file", [&] { return Mlo_RestoreLowLevelLinkProfile(handle, empty); }, -1003,
-       "Invalid config file name"},
+      CALL(Mlo_SaveBoardConfiguration(nullptr, nullptr), -1001, kNoBoard),
+      CALL(Mlo_SaveBoardConfiguration(b, nullptr), -1003, kNoFile),
+      CALL(Mlo_SaveBoardConfiguration(b, ""), -1003, kNoFile),
+      CALL(Mlo_LoadBoardConfiguration(nullptr, nullptr), -1001, kNoBoard),
+      CALL(Mlo_LoadBoardConfiguration(b, nullptr), -1003, kNoFile),
+      CALL(Mlo_LoadBoardConfiguration(b, ""), -1003, kNoFile),
+      CALL(Mlo_LoadConnectionProfile(nullptr, path, &profile), -1991, kBad),
+      CALL(Mlo_LoadConnectionProfile(&fg, nullptr, &profile), -1991, kBad),
+      CALL(Mlo_LoadConnectionProfile(&fg, "", &profile), -1991, kBad),
+      CALL(Mlo_LoadConnectionProfile(&fg, path, nullptr), -1991, kBad),
+      CALL(Mlo_UnloadConnectionProfile(nullptr), -1991, kBad),
+      CALL(Mlo_StoreLowLevelLinkProfile(nullptr, nullptr), -1001, kNoBoard),
+      CALL(Mlo_StoreLowLevelLinkProfile(b, nullptr), -1003, kNoFile),
+      CALL(Mlo_StoreLowLevelLinkProfile(b, empty), -1003, kNoFile),
+      CALL(Mlo_RestoreLowLevelLinkProfile(nullptr, nullptr), -1001, kNoBoard),
+      CALL(Mlo_RestoreLowLevelLinkProfile(b, nullptr), -1003, kNoFile),
+      CALL(Mlo_RestoreLowLevelLinkProfile(b, empty), -1003, kNoFile),
   });
   EXPECT_EQ(profile, nullptr);
 }
 
-TEST_F(ConfigurationApi, ExitLinesCarryTheBoardAndTheResult) {
+// A save writes each camera up to the first one without a link, and every link of a camera; a
+// load of the same layout finds no difference.
+TEST_F(ConfigurationApi, SaveWritesEachCameraAndLoadFindsTheSameLayout) {
   CapturedLog::Take();
   EXPECT_EQ(Save(), 0);
   const std::vector<std::string> trace = TakeApiLines().trace;
   const std::string args = ",handle=(P14MloBoardHandle)" + Pointer(board.Handle());
   EXPECT_EQ(trace.front(), args + "|Entering Mlo_SaveBoardConfiguration");
   EXPECT_EQ(trace.back(), ",return=0" + args + "|Leaving Mlo_SaveBoardConfiguration");
-}
-
-TEST_F(ConfigurationApi, SaveWritesEachCameraAndLoadFindsTheSameLayout) {
-  TwoCameras();
-  EXPECT_EQ(Save(), 0);
-  std::string expected = "<cxpconfiguration links=\"4\" linkgroups=\"2\">\n";
-  for (unsigned int index = 0; index < 2; ++index) {
-    const uint32_t port = MasterPortOf(index);
-    expected += SingleLinkGroup(port, port / 2 + 1);
-  }
-  EXPECT_EQ(Text(), expected + "</cxpconfiguration>\n");
-  CapturedLog::Take();
+  EXPECT_EQ(ReadText(file), Layout({}));
   EXPECT_EQ(Load(), 0);
-  EXPECT_TRUE(TakeApiLines().failures.empty());
-}
 
-TEST_F(ConfigurationApi, SaveWritesEveryLinkOfACamera) {
-  board.controller.Link(0, 1, 0);
-  board.controller.Link(2, 3, 0);
-  board.controller.Link(3, 3, 1);
-  ASSERT_EQ(board.driver->Discovery(0xFF, 0, 0, 0), 0);
-  ASSERT_EQ(Mlo_getCameraCount(board.Handle()), 2);
-  EXPECT_EQ(Save(), 0);
-  const std::string text = Text();
-  EXPECT_NE(text.find("\t\t<link phyIndex=\"2\" plIndex=\"1\" linkIndex=\"0\" isMaster=\"true\"/>\n"
-                      "\t\t<link phyIndex=\"3\" plIndex=\"0\" linkIndex=\"1\"/>\n"),
-            std::string::npos)
-      << text;
-}
-
-TEST_F(ConfigurationApi, SavingABoardWithoutCamerasWritesNoCamera) {
-  EXPECT_EQ(Save(), 0);
-  EXPECT_EQ(Text(), "<cxpconfiguration links=\"4\" linkgroups=\"0\">\n</cxpconfiguration>\n");
-  EXPECT_EQ(Load(), 0);
-}
-
-// The walk ends at the first camera without a link, even with linked cameras behind it.
-TEST_F(ConfigurationApi, SaveStopsAtTheFirstCameraWithoutALink) {
   TwoCameras();
   const uint32_t first = MasterPortOf(0);
   const uint32_t second = MasterPortOf(1);
+  EXPECT_EQ(Save(), 0);
+  EXPECT_EQ(ReadText(file), Layout({first, second}));
+  EXPECT_EQ(Load(), 0);
+  EXPECT_EQ(Failures(), std::vector<std::string>{});
+
+  // Even with linked cameras behind it.
   board.controller.Port(second).speed = kNoLinkSpeed;
   EXPECT_EQ(Save(), 0);
-  EXPECT_EQ(Text(), "<cxpconfiguration links=\"4\" linkgroups=\"1\">\n" +
-                        SingleLinkGroup(first, first / 2 + 1) + "</cxpconfiguration>\n");
-
+  EXPECT_EQ(ReadText(file), Layout({first}));
   board.controller.Port(first).speed = kNoLinkSpeed;
   board.controller.Port(second).speed = 6250;
   EXPECT_EQ(Save(), 0);
-  EXPECT_NE(Text().find("linkgroups=\"0\""), std::string::npos) << Text();
+  EXPECT_EQ(ReadText(file), Layout({}));
+
+  board.controller.Free(first);
+  TwoLinks();
+  EXPECT_EQ(Save(), 0);
+  EXPECT_NE(ReadText(file).find(
+                "\t\t<link phyIndex=\"0\" plIndex=\"3\" linkIndex=\"0\" isMaster=\"true\"/>\n"
+                "\t\t<link phyIndex=\"1\" plIndex=\"2\" linkIndex=\"1\"/>\n"),
+            std::string::npos)
+      << ReadText(file);
 }
 
 TEST_F(ConfigurationApi, SaveFailuresOfTheFileAndOfTheRecord) {
@@ -182,103 +162,74 @@ TEST_F(ConfigurationApi, SaveFailuresOfTheFileAndOfTheRecord) {
   CapturedLog::Take();
   // The file holds four cameras at most.
   EXPECT_EQ(Save(), -1014);
-  EXPECT_EQ(Failure(), "Error invalid config file");
+  EXPECT_EQ(Failures(), std::vector<std::string>{"Error invalid config file"});
 
-  board.controller.Free(5);
-  board.controller.Free(4);
-  board.controller.Free(3);
+  for (unsigned int port : {5, 4, 3}) board.controller.Free(port);
   board.Camera(0, 1);
   file = directory.File("missing/layout.xml");
-  CapturedLog::Take();
   EXPECT_EQ(Save(), -1006);
-  EXPECT_EQ(Failure(), "Error saving config file");
+  EXPECT_EQ(Failures(), std::vector<std::string>{"Error saving config file"});
 }
 
 // Each case changes one thing after the save; the load reports the first difference it meets.
 TEST_F(ConfigurationApi, LoadReportsTheFirstDifferenceFromTheSavedLayout) {
-  struct Case {
-    const char* name;
-    std::function<void(TestController&)> change;
-    int code;
-    const char* line;
+  const std::pair<std::function<void(TestController&)>, std::string> cases[] = {
+      {[](TestController& c) { c.Port(2).speed = 3125; }, "LINKSPEED"},
+      {[](TestController& c) { c.Port(2).streamPacketSize = 4096; }, "STREAMPACKET_SIZE"},
+      {[](TestController& c) { c.Link(2, 7, 0); }, "MASTERID"},
+      {[](TestController& c) { c.Link(3, 2, 1); }, "NROFLINKS"},
+      {[](TestController& c) { c.Port(2).portPL = 0; }, "APPLETPORT"},
+      {[](TestController& c) { c.Free(2); }, ""},
   };
-  const Case cases[] = {
-      {"link speed", [](TestController& c) { c.Port(2).speed = 3125; }, -1999,
-       "Difference between CAM_PROP_LINKSPEED_S saved and discovered"},
-      {"packet size", [](TestController& c) { c.Port(2).streamPacketSize = 4096; }, -1999,
-       "Difference between CAM_PROP_STREAMPACKET_SIZE_S saved and discovered"},
-      {"master id", [](TestController& c) { c.Link(2, 7, 0); }, -1999,
-       "Difference between CAM_PROP_MASTERID_S saved and discovered"},
-      {"extension link", [](TestController& c) { c.Link(3, 2, 1); }, -1999,
-       "Difference between CAM_PROP_NROFLINKS_S saved and discovered"},
-      {"applet port", [](TestController& c) { c.Port(2).portPL = 0; }, -1999,
-       "Difference between CAM_PROP_APPLETPORT_S saved and discovered"},
-      {"camera gone", [](TestController& c) { c.Free(2); }, -1001, "Invalid boardHandle"},
-  };
-  for (const Case& check : cases) {
-    SCOPED_TRACE(check.name);
+  for (const auto& [change, key] : cases) {
+    SCOPED_TRACE(key);
     ApiTestBoard other{8};
     other.Camera(0, 1);
     other.Camera(2, 2);
     ASSERT_EQ(Mlo_SaveBoardConfiguration(other.Handle(), file.c_str()), 0);
-    check.change(other.controller);
+    change(other.controller);
     ASSERT_EQ(other.driver->Discovery(0xFF, 0, 0, 0), 0);
     CapturedLog::Take();
-    EXPECT_EQ(Mlo_LoadBoardConfiguration(other.Handle(), file.c_str()), check.code);
-    EXPECT_EQ(Failure(), check.line);
+    // A camera gone from its master port ends the load before any comparison.
+    EXPECT_EQ(Mlo_LoadBoardConfiguration(other.Handle(), file.c_str()),
+              key.empty() ? -1001 : -1999);
+    EXPECT_EQ(Failures(),
+              std::vector<std::string>{key.empty() ? "Invalid boardHandle"
+                                                   : "Difference between CAM_PROP_" + key +
+                                                         "_S saved and discovered"});
   }
 }
 
-// A saved extension link is looked up under a name that no camera answers.
+// A saved extension link is looked up under a name that no camera answers. Only a link on another
+// frame-grabber port is passed over: the load ends there with 0, before the applet port.
 TEST_F(ConfigurationApi, LoadOfACameraWithAnExtensionLinkEndsWithNotImplemented) {
-  board.controller.Link(0, 1, 0);
-  board.controller.Link(1, 1, 1);
-  ASSERT_EQ(board.driver->Discovery(0xFF, 0, 0, 0), 0);
+  TwoLinks();
   ASSERT_EQ(Save(), 0);
-  CapturedLog::Take();
   EXPECT_EQ(Load(), -2000);
-  EXPECT_EQ(Failure(), "Invalid property by EXTENSIONLINK");
-}
+  EXPECT_EQ(Failures(), std::vector<std::string>{"Invalid property by EXTENSIONLINK"});
 
-// Only a moved frame-grabber port is passed over: the load ends there with 0, and does not
-// compare the applet port behind it.
-TEST_F(ConfigurationApi, LoadOfALinkOnAnotherGrabberPortEndsWithSuccess) {
-  board.controller.Link(0, 1, 0);
-  board.controller.Link(1, 1, 1);
-  ASSERT_EQ(board.driver->Discovery(0xFF, 0, 0, 0), 0);
   // The links of the camera the other way round.
-  Write(
-      "<cxpconfiguration links=\"4\" linkgroups=\"1\">\n"
-      "<linkgroup masterId=\"1\" speed=\"6250\" streampacketsize=\"8192\">\n"
-      "<link phyIndex=\"1\" plIndex=\"0\" linkIndex=\"0\" isMaster=\"true\"/>\n"
-      "<link phyIndex=\"0\" plIndex=\"0\" linkIndex=\"1\"/>\n"
-      "</linkgroup>\n</cxpconfiguration>\n");
-  CapturedLog::Take();
+  WriteText(file,
+            "<cxpconfiguration links=\"4\" linkgroups=\"1\">\n"
+            "<linkgroup masterId=\"1\" speed=\"6250\" streampacketsize=\"8192\">\n"
+            "<link phyIndex=\"1\" plIndex=\"0\" linkIndex=\"0\" isMaster=\"true\"/>\n"
+            "<link phyIndex=\"0\" plIndex=\"0\" linkIndex=\"1\"/>\n"
+            "</linkgroup>\n</cxpconfiguration>\n");
   EXPECT_EQ(Load(), 0);
-  EXPECT_EQ(Failure(), "Difference between CAM_PROP_FGPORT_S saved and discovered");
+  EXPECT_EQ(Failures(),
+            std::vector<std::string>{"Difference between CAM_PROP_FGPORT_S saved and discovered"});
 }
 
 TEST_F(ConfigurationApi, LoadRefusesAMissingOrBadFile) {
-  CapturedLog::Take();
   EXPECT_EQ(Load(), -1003);
-  EXPECT_TRUE(TakeApiLines().failures.empty());
+  EXPECT_EQ(Failures(), std::vector<std::string>{});
   for (const char* text : {"", "<clconfiguration links=\"4\" linkgroups=\"0\"/>",
                            "<cxpconfiguration links=\"9\" linkgroups=\"0\"/>"}) {
     SCOPED_TRACE(text);
-    Write(text);
-    CapturedLog::Take();
+    WriteText(file, text);
     EXPECT_EQ(Load(), -1014);
-    EXPECT_EQ(Failure(), "Error loading config pointer");
+    EXPECT_EQ(Failures(), std::vector<std::string>{"Error loading config pointer"});
   }
-}
-
-TEST(ConnectionProfileRecord, IsPackedInTheOrderOfItsFields) {
-  EXPECT_EQ(offsetof(MloConnectionProfile, board), 0u);
-  EXPECT_EQ(offsetof(MloConnectionProfile, cameraCount), 8u);
-  EXPECT_EQ(offsetof(MloConnectionProfile, cameras), 12u);
-  EXPECT_EQ(offsetof(MloConnectionProfile, cameraInfos), 20u);
-  EXPECT_EQ(offsetof(MloConnectionProfile, states), 28u);
-  EXPECT_EQ(sizeof(MloConnectionProfile), 36u);
 }
 
 // Camera 1 connects, camera 2 fails its GenICam connection; camera 3 has lost its link after the
@@ -289,32 +240,29 @@ TEST_F(ConfigurationApi, ConnectionProfileConnectsEachCameraAndUnloadFreesTheBoa
   board.Camera(4, 3);
   board.controller.Port(4).speed = kNoLinkSpeed;
   board.controller.Port(2).xmlCode = -1607;
-  const std::map<uint32_t, uint32_t> stateOfPort = {{0, MLO_PROFILE_CONNECTED},
-                                                    {2, MLO_PROFILE_GENICAM_FAILED},
-                                                    {4, MLO_PROFILE_LINK_NOT_CONNECTED}};
-  std::vector<uint32_t> ports;
-  for (unsigned int index = 0; index < 3; ++index) ports.push_back(MasterPortOf(index));
-
   MloConnectionProfile* profile = nullptr;
   ASSERT_EQ(genicam::LoadConnectionProfileOfBoard(board.Handle(), file.c_str(), &profile), 0);
   ASSERT_NE(profile, nullptr);
   EXPECT_EQ(profile->board, board.Handle());
   ASSERT_EQ(profile->cameraCount, 3);
   for (unsigned int index = 0; index < 3; ++index) {
-    SCOPED_TRACE(ports[index]);
-    auto* camera = board.driver->GetCamera(index);
+    const uint32_t port = MasterPortOf(index);
+    SCOPED_TRACE(port);
+    CCameraInterface* camera = board.driver->GetCamera(index);
     EXPECT_EQ(profile->cameras[index], reinterpret_cast<MloCameraHandle*>(camera));
-    EXPECT_EQ(profile->states[index], stateOfPort.at(ports[index]));
+    EXPECT_EQ(profile->states[index], port == 0   ? MLO_PROFILE_CONNECTED
+                                      : port == 2 ? MLO_PROFILE_GENICAM_FAILED
+                                                  : MLO_PROFILE_LINK_NOT_CONNECTED);
     EXPECT_EQ(profile->cameraInfos[index],
-              ports[index] == 4 ? nullptr : Mlo_getCameraInfo(profile->cameras[index]));
-    EXPECT_EQ(camera->IsGenicamConnected(), ports[index] == 0);
+              port == 4 ? nullptr : Mlo_getCameraInfo(profile->cameras[index]));
+    EXPECT_EQ(camera->IsGenicamConnected(), port == 0);
   }
   CapturedLog::Take();
   EXPECT_EQ(Mlo_UnloadConnectionProfile(profile), 0);
   EXPECT_TRUE(board.destroyed);
   board.Freed();
-  const std::vector<std::string> trace = TakeApiLines().trace;
-  EXPECT_EQ(std::count_if(trace.begin(), trace.end(),
+  const std::vector<std::string> entries = TakeEntries();
+  EXPECT_EQ(std::count_if(entries.begin(), entries.end(),
                           [](const std::string& line) {
                             return line.find("|Entering Mlo_disconnectCamera") != std::string::npos;
                           }),
@@ -328,21 +276,19 @@ TEST_F(ConfigurationApi, ConnectionProfileGivesTheBoardUpWhenTheLoadFails) {
   EXPECT_EQ(profile, nullptr);
   EXPECT_TRUE(board.destroyed);
   board.Freed();
-}
 
-// The fake board library's board has no transport, so the profile ends where the board opens.
-TEST_F(ConfigurationApi, ConnectionProfileOfABoardThatDoesNotOpen) {
-  Fg_Struct_s fgBoard{VHalInitDevice(0), nullptr};
+  // The fake board library's board has no transport, so the profile ends where the board opens.
+  Fg_Struct_s fg{VHalInitDevice(0), nullptr};
   MloConnectionProfile unused{};
-  MloConnectionProfile* profile = &unused;
+  profile = &unused;
   CapturedLog::Take();
-  EXPECT_EQ(Mlo_LoadConnectionProfile(&fgBoard, file.c_str(), &profile), -1011);
+  EXPECT_EQ(Mlo_LoadConnectionProfile(&fg, file.c_str(), &profile), -1011);
   EXPECT_EQ(profile, nullptr);
   const std::vector<std::string> trace = TakeApiLines().trace;
-  const std::string args = ",handle=(P11Fg_Struct_s)" + Pointer(&fgBoard);
+  const std::string args = ",handle=(P11Fg_Struct_s)" + Pointer(&fg);
   EXPECT_EQ(trace.front(), args + "|Entering Mlo_LoadConnectionProfile");
   EXPECT_EQ(trace.back(), ",return=-1011" + args + "|Leaving Mlo_LoadConnectionProfile");
-  VHalFreeDevice(fgBoard.device);
+  VHalFreeDevice(fg.device);
 }
 
 TEST_F(ConfigurationApi, LowLevelLinkProfileIsStoredButNotRestored) {
@@ -351,13 +297,9 @@ TEST_F(ConfigurationApi, LowLevelLinkProfileIsStoredButNotRestored) {
   EXPECT_EQ(Mlo_StoreLowLevelLinkProfile(board.Handle(), path.data()), 0);
   const std::vector<std::string> lines = ReadLines(path);
   ASSERT_EQ(lines.size(), 2u + 8u + 8u);
-  EXPECT_EQ(lines[0], "# low level link profile v1.0");
   EXPECT_EQ(lines[2], "pl_0=11,0");
   EXPECT_EQ(lines[10], "speed_0=6250");
-  EXPECT_EQ(lines[11], "speed_1=-1");
-
   EXPECT_EQ(Mlo_RestoreLowLevelLinkProfile(board.Handle(), path.data()), -1991);
-  EXPECT_EQ(ReadLines(path), lines);
   std::string missing = directory.File("none.txt");
   EXPECT_EQ(Mlo_RestoreLowLevelLinkProfile(board.Handle(), missing.data()), -1006);
 }

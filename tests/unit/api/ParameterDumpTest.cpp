@@ -4,7 +4,7 @@
 #include <arv.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <functional>
 #include <regex>
 #include <sstream>
@@ -13,12 +13,9 @@
 #include <vector>
 
 #include "genapi/GenApi.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/TempDir.h"
-#include "tests/support/TestController.h"
-#include "vesk_genicam/impl/ApiCall.h"
+#include "tests/unit/api/ApiTestBoard.h"
 #include "vesk_genicam/impl/CameraInterface.h"
-#include "vesk_genicam/impl/vesk_genicam.h"
 #include "vesk_genicam/impl/vesk_genicam_dump.h"
 
 namespace vesk::test {
@@ -91,94 +88,65 @@ class ParameterDump : public ::testing::Test {
 TEST_F(ParameterDump, ArgumentsAreCheckedInOrderWithTheirCodesAndLines) {
   TestPort otherPort;
   CCameraInterface unconnected(&otherPort, &controller);
-  auto* disconnected = reinterpret_cast<MloCameraHandle*>(&unconnected);
+  auto* away = reinterpret_cast<MloCameraHandle*>(&unconnected);
+  MloCameraHandle* c = Handle();
   const std::string missing = directory.File("no/such/folder/camera.txt");
-  std::ostringstream handles[3];
-  handles[0] << ",handle=(P15MloCameraHandle)0";
-  handles[1] << ",handle=(P15MloCameraHandle)" << static_cast<const void*>(disconnected);
-  handles[2] << ",handle=(P15MloCameraHandle)" << static_cast<const void*>(Handle());
-  struct Case {
-    MloCameraHandle* camera;
-    const char* file;
-    int code;
-    int handle;
-    const char* message;  // null: no line
-  };
-  const Case cases[] = {
-      {nullptr, nullptr, -1001, 0, "Invalid boardHandle"},
-      {disconnected, nullptr, -1100, 1, "Invalid XML connection "},
-      {Handle(), nullptr, -1003, 2, " Invalid param File Name"},
-      {Handle(), missing.c_str(), -1003, 2, nullptr},
-  };
-  const std::string thread = "thread-id=" + std::to_string(genicam::CurrentThreadId());
-  for (bool save : {true, false}) {
-    for (const Case& c : cases) {
-      SCOPED_TRACE(std::string(save ? "save " : "load ") + std::to_string(c.code));
-      const int code = save ? Mlo_SaveCameraParameters(c.camera, c.file)
-                            : Mlo_LoadCameraParameters(c.camera, c.file, 1);
-      EXPECT_EQ(code, c.code);
-      std::vector<std::string> failures;
-      std::string exit;
-      for (const CapturedLine& line : CapturedLog::Take()) {
-        if (line.level == 5) failures.push_back(line.text);
-        if (line.text.find("|Leaving ") != std::string::npos) exit = line.text;
-      }
-      if (c.message) {
-        ASSERT_EQ(failures.size(), 1u);
-        EXPECT_EQ(failures[0], thread + handles[c.handle].str() + "|" + c.message);
-      } else {
-        EXPECT_TRUE(failures.empty());
-      }
-      const std::string function = save ? "Mlo_SaveCameraParameters" : "Mlo_LoadCameraParameters";
-      EXPECT_NE(exit.find(",return=" + std::to_string(c.code) + handles[c.handle].str() +
-                          "|Leaving " + function),
-                std::string::npos)
-          << exit;
-    }
-  }
+  const char* const kNoCamera = "Invalid boardHandle";
+  const char* const kNoMap = "Invalid XML connection ";
+  const char* const kNoFile = " Invalid param File Name";
+  ExpectChecks({
+      CALL(Mlo_SaveCameraParameters(nullptr, nullptr), -1001, kNoCamera),
+      CALL(Mlo_SaveCameraParameters(away, nullptr), -1100, kNoMap),
+      CALL(Mlo_SaveCameraParameters(c, nullptr), -1003, kNoFile),
+      CALL(Mlo_SaveCameraParameters(c, missing.c_str()), -1003, nullptr),
+      CALL(Mlo_LoadCameraParameters(nullptr, nullptr, 1), -1001, kNoCamera),
+      CALL(Mlo_LoadCameraParameters(away, nullptr, 1), -1100, kNoMap),
+      CALL(Mlo_LoadCameraParameters(c, nullptr, 1), -1003, kNoFile),
+      CALL(Mlo_LoadCameraParameters(c, missing.c_str(), 1), -1003, nullptr),
+  });
+  Mlo_SaveCameraParameters(away, nullptr);
+  Mlo_LoadCameraParameters(away, nullptr, 1);
+  const std::string entry = ",handle=(P15MloCameraHandle)" + Pointer(away) + "|Entering Mlo_";
+  EXPECT_EQ(TakeEntries(), (std::vector<std::string>{entry + "SaveCameraParameters",
+                                                     entry + "LoadCameraParameters"}));
 }
 
 TEST_F(ParameterDump, SaveWritesEachKindOfFeatureInItsForm) {
   Integer("Width")->SetValue(640);
+  Float("ExposureTimeAbs")->SetValue(1234567);
+  ASSERT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234567.0);
   ASSERT_EQ(Save(), 0);
-  const std::string text = ReadText(file);
-  EXPECT_EQ(text.rfind("# --- GenICam parameter dump\n\n", 0), 0u);
-  std::istringstream lines(text);
-  std::vector<std::string> all;
-  for (std::string line; std::getline(lines, line);) all.push_back(line);
-  ASSERT_GT(all.size(), 20u);
+  const std::vector<std::string> lines = ReadLines(file);
+  ASSERT_GT(lines.size(), 20u);
+  EXPECT_EQ(lines[0], "# --- GenICam parameter dump");
+  EXPECT_EQ(lines[1], "");
   auto has = [&](const std::string& line) {
-    return std::find(all.begin(), all.end(), line) != all.end();
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
   };
   EXPECT_TRUE(has("Width=640"));
   EXPECT_TRUE(has("AcquisitionMode=Continuous"));
   EXPECT_TRUE(has("TestRegister=" + std::to_string(Integer("TestRegister")->GetValue())));
-  EXPECT_TRUE(has("#DeviceVendorName=\"Aravis\"")) << "read-only values are comments";
+  // Read-only values are comments, floats have six significant digits.
+  EXPECT_TRUE(has("#DeviceVendorName=\"Aravis\""));
   EXPECT_TRUE(has("#SensorWidth=" + std::to_string(Integer("SensorWidth")->GetValue())));
-  Float("ExposureTimeAbs")->SetValue(1234567);
-  ASSERT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234567.0);
-  ASSERT_EQ(Save(), 0);
-  EXPECT_NE(ReadText(file).find("\nExposureTimeAbs=1.23457e+06\n"), std::string::npos)
-      << "six significant digits";
-  Float("ExposureTimeAbs")->SetValue(100);
-  ASSERT_EQ(Mlo_LoadCameraParameters(Handle(), file.c_str(), 1), 0);
-  EXPECT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234570.0) << "and come back rounded";
-  // Only the category tree from "Root" is walked.
-  EXPECT_EQ(ReadText(file).find("GainRaw"), std::string::npos);
-  // A category gives no line of its own; every line has one of the forms of the dump.
+  EXPECT_TRUE(has("ExposureTimeAbs=1.23457e+06"));
+  // Only the category tree from "Root" is walked; a category gives no line of its own.
   const std::regex form(
       R"(#?[A-Za-z_][A-Za-z0-9_]*(=.*)?|# [A-Za-z_][A-Za-z0-9_]*: (not supported|genicam exception - .*|exception - .*|unknown exception)|)");
-  for (size_t i = 1; i < all.size(); ++i) {
-    EXPECT_TRUE(std::regex_match(all[i], form)) << all[i];
-    EXPECT_NE(all[i], "#ImageFormatControl");
-    EXPECT_EQ(all[i].find("Root"), std::string::npos);
+  for (size_t i = 1; i < lines.size(); ++i) {
+    EXPECT_TRUE(std::regex_match(lines[i], form)) << lines[i];
+    EXPECT_NE(lines[i], "#ImageFormatControl");
+    EXPECT_EQ(lines[i].find("Root"), std::string::npos) << lines[i];
+    EXPECT_EQ(lines[i].find("GainRaw"), std::string::npos) << lines[i];
   }
   // Commands show whether they are done and are never written back as they stand.
-  for (const char* command : {"AcquisitionStart", "AcquisitionStop", "TriggerSoftware"}) {
-    EXPECT_TRUE(has(std::string("#") + command) || has(std::string("#") + command + "=1") ||
-                has(std::string("#") + command + "=0"))
+  for (const std::string command : {"AcquisitionStart", "AcquisitionStop", "TriggerSoftware"}) {
+    EXPECT_TRUE(has("#" + command) || has("#" + command + "=1") || has("#" + command + "=0"))
         << command;
   }
+  Float("ExposureTimeAbs")->SetValue(100);
+  ASSERT_EQ(Mlo_LoadCameraParameters(Handle(), file.c_str(), 1), 0);
+  EXPECT_EQ(Float("ExposureTimeAbs")->GetValue(), 1234570.0) << "a float comes back rounded";
 }
 
 TEST_F(ParameterDump, SavedValuesComeBackInStrictAndLaxLoads) {
@@ -210,37 +178,28 @@ TEST_F(ParameterDump, SavedValuesComeBackInStrictAndLaxLoads) {
   }
 }
 
+// A line without "=" is skipped in both modes.
 TEST_F(ParameterDump, StrictStopsAtTheFirstLineThatDoesNotFitAndLaxSkipsIt) {
-  struct Case {
-    const char* badLine;
-  };
-  const Case cases[] = {
-      {"NoSuchFeature=1"}, {"TestStringReg=unquoted"}, {"AcquisitionMode=Unknown"}, {"Width="},
-      {"GainRaw=many"},    {"DeviceVendorName"},  // no "=": skipped in both modes
-  };
-  for (const Case& c : cases) {
+  for (const std::string bad :
+       {"NoSuchFeature=1", "TestStringReg=unquoted", "AcquisitionMode=Unknown",
+        "Width=", "GainRaw=many", "DeviceVendorName"}) {
     for (unsigned int flags : {1u, 0u}) {
-      SCOPED_TRACE(std::string(c.badLine) + (flags ? " strict" : " lax"));
+      SCOPED_TRACE(bad + (flags ? " strict" : " lax"));
       Integer("Width")->SetValue(512);
       Integer("Height")->SetValue(512);
-      const bool skippedAnyway = std::string(c.badLine).find('=') == std::string::npos;
-      const int code = Load(std::string("Width=64\n") + c.badLine + "\nHeight=32\n", flags);
-      EXPECT_EQ(code, flags && !skippedAnyway ? -1102 : 0);
+      const bool stops = flags && bad.find('=') != std::string::npos;
+      EXPECT_EQ(Load("Width=64\n" + bad + "\nHeight=32\n", flags), stops ? -1102 : 0);
       EXPECT_EQ(Integer("Width")->GetValue(), 64) << "lines before stay applied";
-      EXPECT_EQ(Integer("Height")->GetValue(), flags && !skippedAnyway ? 512 : 32);
+      EXPECT_EQ(Integer("Height")->GetValue(), stops ? 512 : 32);
     }
   }
 }
 
 TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
   Integer("Width")->SetValue(512);
-  ASSERT_EQ(Load("  Width \t=  128px \r\n"
-                 "#Height=32\n"
-                 "\n"
-                 " GainRaw=5=6\n"
-                 "AcquisitionMode = MultiFrame\n",
-                 1),
-            0);
+  ASSERT_EQ(
+      Load("  Width \t=  128px \r\n#Height=32\n\n GainRaw=5=6\nAcquisitionMode = MultiFrame\n", 1),
+      0);
   EXPECT_EQ(Integer("Width")->GetValue(), 128) << "the number ends at the first non-digit";
   EXPECT_NE(Integer("Height")->GetValue(), 32);
   EXPECT_EQ(Integer("GainRaw")->GetValue(), 5);
@@ -261,47 +220,40 @@ TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
 // A value the camera refuses is no result code: its exception leaves the load, whatever the
 // mode, after the lines before it were applied; the exit is still traced.
 TEST_F(ParameterDump, ARefusedValueLeavesTheLoadAsItsException) {
-  const int64_t maximum = Integer("Width")->GetMax();
+  const std::string width = "Width=" + std::to_string(Integer("Width")->GetMax() + 1);
   for (unsigned int flags : {1u, 0u}) {
     SCOPED_TRACE(flags);
     Integer("GainRaw")->SetValue(0);
-    WriteText(file, "GainRaw=2\nWidth=" + std::to_string(maximum + 1) + "\nHeight=32\n");
     CapturedLog::Take();
-    EXPECT_THROW(Mlo_LoadCameraParameters(Handle(), file.c_str(), flags),
-                 GenICam::GenericException);
+    EXPECT_THROW(Load("GainRaw=2\n" + width + "\nHeight=32\n", flags), GenICam::GenericException);
     EXPECT_EQ(Integer("GainRaw")->GetValue(), 2);
-    int exits = 0;
-    for (const CapturedLine& line : CapturedLog::Take()) {
-      if (line.text.find("|Leaving Mlo_LoadCameraParameters") != std::string::npos) ++exits;
-      EXPECT_NE(line.level, 5u) << line.text;
-    }
-    EXPECT_EQ(exits, 1);
+    const ApiLines lines = TakeApiLines();
+    EXPECT_EQ(lines.failures, std::vector<std::string>{});
+    ASSERT_EQ(lines.trace.size(), 2u);
+    EXPECT_NE(lines.trace[1].find("|Leaving Mlo_LoadCameraParameters"), std::string::npos);
   }
 }
 
 TEST_F(ParameterDump, AFeatureThatCannotBeReadBecomesACommentAndTheSaveGoesOn) {
-  struct Case {
-    std::function<void()> fail;
-    std::string line;
-  };
-  const Case cases[] = {
+  const std::pair<std::function<void()>, std::string> cases[] = {
       {[] { throw GenICam::TimeoutException("no acknowledge", "port", 1); },
        "# Width: genicam exception - no acknowledge"},
       {[] { throw std::runtime_error("no answer"); }, "# Width: exception - no answer"},
       {[] { throw 5; }, "# Width: unknown exception"},
   };
   port.failAddress = 0x100;  // Width's register in the fake camera
-  for (const Case& c : cases) {
-    port.fail = c.fail;
+  for (const auto& [fail, line] : cases) {
+    port.fail = fail;
     camera.GetCameraNodeMap()->_InvalidateNodes();
     ASSERT_EQ(Save(), 0);
-    const std::string text = ReadText(file);
-    EXPECT_NE(text.find("\n" + c.line + "\nHeight="), std::string::npos) << text;
+    EXPECT_NE(ReadText(file).find("\n" + line + "\nHeight="), std::string::npos) << ReadText(file);
   }
 }
 
+// Without features the dump is its head alone; without a map the GenICam handler ends the save.
 TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
-  const std::string empty = R"(<?xml version="1.0" encoding="UTF-8"?>
+  TestPort emptyPort;
+  emptyPort.xml = R"(<?xml version="1.0" encoding="UTF-8"?>
 <RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
     SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
     MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
@@ -311,23 +263,17 @@ TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
   <Port Name="Device"/>
 </RegisterDescription>
 )";
-  TestPort emptyPort;
-  emptyPort.xml = empty;
   CCameraInterface emptyCamera(&emptyPort, &controller);
   ASSERT_EQ(emptyCamera.ConnectCamera(), 0);
   ASSERT_EQ(
       Mlo_SaveCameraParameters(reinterpret_cast<MloCameraHandle*>(&emptyCamera), file.c_str()), 0);
   EXPECT_EQ(ReadText(file), "# --- GenICam parameter dump\n\n");
-
   std::ostringstream stream;
   EXPECT_FALSE(genicam::dumpCameraParameters(stream, nullptr));
   EXPECT_TRUE(stream.str().empty());
-}
 
-TEST_F(ParameterDump, AMissingMapEndsTheSaveWithTheGenICamHandler) {
-  GenApi::CNodeMapRef* map = camera.GetCameraNodeMap();
-  ASSERT_NE(map, nullptr);
-  map->_Destroy();  // the reference stays, its map is gone
+  camera.GetCameraNodeMap()->_Destroy();  // the reference stays, its map is gone
+  CapturedLog::Take();
   EXPECT_EQ(Save(), -1999);
   const std::vector<std::string> failures = CapturedLog::TakeFailures();
   ASSERT_EQ(failures.size(), 1u);
@@ -336,16 +282,17 @@ TEST_F(ParameterDump, AMissingMapEndsTheSaveWithTheGenICamHandler) {
 }
 
 TEST_F(ParameterDump, RestoreReportsEveryLineAndCanSkipUnchangedValues) {
-  std::vector<std::pair<std::string, bool>> reports;
+  using Reports = std::vector<std::pair<std::string, bool>>;
+  Reports reports;
   auto report = [](void* user, const std::string& name, bool ok) {
-    static_cast<std::vector<std::pair<std::string, bool>>*>(user)->emplace_back(name, ok);
+    static_cast<Reports*>(user)->emplace_back(name, ok);
   };
   std::istringstream lines("Width=64\nNoSuchFeature=1\nTestStringReg=bare\nHeight=32\n");
   EXPECT_TRUE(
       genicam::restoreCameraParameters(lines, camera.GetCameraNodeMap(), false, &reports, report));
   EXPECT_EQ(
       reports,
-      (std::vector<std::pair<std::string, bool>>{
+      (Reports{
           {"Width", true}, {"NoSuchFeature", false}, {"TestStringReg", false}, {"Height", true}}));
 
   const int before = port.writes;
