@@ -94,10 +94,9 @@ TEST_F(SimulatorTest, ARigChangesOnlyWhileNoHandleIsOpenAndAFailedLoadLeavesNoBo
   EXPECT_THAT(simulator_.LastError(), HasSubstr("broken.xml:1: <board>: attribute 'type'"));
   EXPECT_EQ(simulator_.LoadFile("/nonexistent/rig.xml"), VSIM_ERROR_RIG);
   EXPECT_THAT(simulator_.LastError(), HasSubstr("'/nonexistent/rig.xml' cannot be read"));
-  EXPECT_EQ(simulator_.LoadText("<rig>\n<camera id=\"x\" xmlFile=\"/nonexistent.xml\"><link/>"
-                                "</camera></rig>",
-                                "xml.rig"),
-            VSIM_ERROR_RIG);
+  const char* missingXml =
+      "<rig>\n<camera id='x' xmlFile='/nonexistent.xml'><link/></camera></rig>";
+  EXPECT_EQ(simulator_.LoadText(missingXml, "xml.rig"), VSIM_ERROR_RIG);
   EXPECT_THAT(simulator_.LastError(), HasSubstr("xml.rig:2: <camera id=\"x\">: "));
   EXPECT_EQ(simulator_.LoadText(kRig, "test rig"), 0);
   EXPECT_EQ(simulator_.LastError(), "");
