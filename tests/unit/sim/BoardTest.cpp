@@ -21,19 +21,16 @@ TEST(Board, RegistersKeepValuesUnlessABehaviourAnswersAndAreCounted) {
   const int status = registers.IdOf("CxpTransceiverStatus_1");
   const int data = registers.IdOf("CxpRxCmdAckPacketData_0");
   EXPECT_EQ(registers.IdOf("CxpTransceiverStatus_2"), 0);  // a two-port board
-  EXPECT_STREQ(registers.NameOf(status), "CxpTransceiverStatus_1");
-  EXPECT_EQ(registers.NameOf(registers.Count() + 1), nullptr);
-  uint64_t value = 0;
-  EXPECT_EQ(board.WriteRegister(status, 0x1234567890ull), 0);
-  EXPECT_EQ(board.ReadRegister(status, value), 0);
-  EXPECT_EQ(value, 0x1234567890ull);
-
   std::vector<uint64_t> written;
   uint64_t next = 40;
   const auto read = [&](uint64_t& out) { return out = next++, 0; };
   const auto write = [&](uint64_t in) { return written.push_back(in), in ? 0 : -5; };
   EXPECT_TRUE(registers.SetBehaviour("CxpRxCmdAckPacketData_0", {read, write}));
   EXPECT_FALSE(registers.SetBehaviour("NoSuchRegister", {}));
+  uint64_t value = 0;
+  EXPECT_EQ(board.WriteRegister(status, 0x1234567890ull), 0);  // the others keep their values
+  EXPECT_EQ(board.ReadRegister(status, value), 0);
+  EXPECT_EQ(value, 0x1234567890ull);
   EXPECT_EQ(board.ReadRegister(data, value), 0);
   EXPECT_EQ(board.ReadRegister(data, value), 0);
   EXPECT_EQ(value, 41u);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -28,6 +29,12 @@ struct Variant {
   Endianness endianness;
   XmlForm form;
 };
+
+void PrintTo(const Variant& variant, std::ostream* out) {
+  *out << variant.model
+       << (variant.endianness == Endianness::Big ? " big-endian" : " little-endian")
+       << (variant.form == XmlForm::Zipped ? " zipped" : " plain");
+}
 
 // The value that the table gives a feature with a register.
 FeatureValue StartValue(const Feature& feature) {

@@ -63,6 +63,7 @@ TEST(XmlFileCameraTest, ServesTheFileOverMemoryThatReadsZerosUntilWritten) {
   EXPECT_EQ(ReadBytes(*plain, 0xC0000FFC, 8), (std::vector<uint8_t>{0, 1, 2, 3, 4, 5, 6, 0}));
   EXPECT_EQ(ReadBytes(*plain, 0xFFFFFFFC, 4), std::vector<uint8_t>(4, 0));
   EXPECT_TRUE(ReadBytes(*plain, 0xFFFFFFFE, 4).empty()) << "past 4 GiB";
+  EXPECT_FALSE(plain->Write(plain->XmlAddress(), bytes.data(), 1)) << "the file is read-only";
   EXPECT_THROW(Camera::FromXmlFile(dir.File("missing.xml"), {}, XmlForm::Plain),
                std::runtime_error);
 }
