@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <thread>
+#include <tuple>
 
 #include "sim/core/Simulator.h"
 #include "sim/include/vesk_sim.h"
@@ -28,6 +29,13 @@ const char kRig[] = R"(<rig>
 class SimulatorTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(simulator_.LoadText(kRig, "test rig"), 0); }
+  // The status, camera and link of a port's cable.
+  std::tuple<int, int, unsigned> Cable(int board, unsigned port) {
+    int camera = -1;
+    unsigned link = 9;
+    const int status = simulator_.CableAt(board, port, camera, link);
+    return {status, camera, link};
+  }
 
   Simulator simulator_;
 };
@@ -42,12 +50,8 @@ TEST_F(SimulatorTest, BuildsTheRigWithItsCablesAndFaults) {
   ASSERT_NE(dual->camera, nullptr);
   EXPECT_EQ(dual->spec.model, Camera::ModelNames().front());
   EXPECT_EQ(dual->faults.Next(), Fault::Silent);
-  int camera = -1;
-  unsigned link = 9;
-  EXPECT_EQ(simulator_.CableAt(0, 1, camera, link), 0);
-  EXPECT_EQ(camera, 0);
-  EXPECT_EQ(link, 1u);
-  EXPECT_EQ(simulator_.CableAt(0, 2, camera, link), VSIM_ERROR_NO_CABLE);
+  EXPECT_EQ(Cable(0, 1), std::make_tuple(0, 0, 1u));
+  EXPECT_EQ(std::get<0>(Cable(0, 2)), VSIM_ERROR_NO_CABLE);
   EXPECT_EQ(simulator_.BoardAt(0)->CameraStatus(1), 1);
   EXPECT_EQ(simulator_.BoardAt(1)->PortAt(1)->Faults().Next(), Fault::Drop);
   EXPECT_EQ(simulator_.BoardAt(2), nullptr);
@@ -67,14 +71,10 @@ TEST_F(SimulatorTest, PlugAndUnplugKeepOneLinkPerPortAndOnePortPerLink) {
   EXPECT_EQ(simulator_.Unplug(0, 0), VSIM_ERROR_NO_CABLE);
   EXPECT_EQ(simulator_.BoardAt(0)->CameraStatus(0), 0);
   EXPECT_EQ(simulator_.Plug(1, 0, 0, 0), 0);  // the unplugged link moves to another board
-  int camera = -1;
-  unsigned link = 9;
-  EXPECT_EQ(simulator_.CableAt(1, 0, camera, link), 0);
-  EXPECT_EQ(camera, 0);
-  EXPECT_EQ(link, 0u);
+  EXPECT_EQ(Cable(1, 0), std::make_tuple(0, 0, 0u));
 }
 
-TEST_F(SimulatorTest, ARigChangesOnlyWhileNoHandleIsOpen) {
+TEST_F(SimulatorTest, ARigChangesOnlyWhileNoHandleIsOpenAndAFailedLoadLeavesNoBoards) {
   PLdevice* device = simulator_.OpenDevice(1);
   ASSERT_NE(device, nullptr);
   EXPECT_EQ(simulator_.OpenDevice(2), nullptr);
@@ -86,45 +86,21 @@ TEST_F(SimulatorTest, ARigChangesOnlyWhileNoHandleIsOpen) {
   EXPECT_EQ(simulator_.Handles().CloseDesign(design), 0);
   EXPECT_EQ(simulator_.LoadDefault(), 0);
   EXPECT_EQ(simulator_.BoardCount(), 7);
-}
 
-TEST_F(SimulatorTest, AFailedLoadLeavesNoBoardsAndItsReason) {
+  // A failed load leaves no boards and its reason.
   EXPECT_EQ(simulator_.LoadText("<rig><board/></rig>", "broken.xml"), VSIM_ERROR_RIG);
   EXPECT_EQ(simulator_.BoardCount(), VSIM_ERROR_RIG);
   EXPECT_EQ(simulator_.CameraCount(), 0);
   EXPECT_THAT(simulator_.LastError(), HasSubstr("broken.xml:1: <board>: attribute 'type'"));
   EXPECT_EQ(simulator_.LoadFile("/nonexistent/rig.xml"), VSIM_ERROR_RIG);
   EXPECT_THAT(simulator_.LastError(), HasSubstr("'/nonexistent/rig.xml' cannot be read"));
-  EXPECT_EQ(simulator_.LoadText("<rig>\n<camera id=\"x\" xmlFile=\"/nonexistent.xml\"><link/>"
-                                "</camera></rig>",
-                                "xml.rig"),
-            VSIM_ERROR_RIG);
+  const char* missingXml =
+      "<rig>\n<camera id='x' xmlFile='/nonexistent.xml'><link/></camera></rig>";
+  EXPECT_EQ(simulator_.LoadText(missingXml, "xml.rig"), VSIM_ERROR_RIG);
   EXPECT_THAT(simulator_.LastError(), HasSubstr("xml.rig:2: <camera id=\"x\">: "));
   EXPECT_EQ(simulator_.LoadText(kRig, "test rig"), 0);
   EXPECT_EQ(simulator_.LastError(), "");
   EXPECT_EQ(simulator_.BoardCount(), 2);
-}
-
-TEST_F(SimulatorTest, ClosingAHandleGivesBackItsQueueLocksAndUnknownHandlesAreRefused) {
-  PLdevice* first = simulator_.OpenDevice(0);
-  PLdevice* second = simulator_.OpenDevice(0);
-  DataQueue* queue = simulator_.BoardAt(0)->Queue(3);
-  ASSERT_NE(queue, nullptr);
-  EXPECT_EQ(queue->AcquireLock(first), 0);
-  EXPECT_EQ(queue->AcquireLock(second), VSIM_ERROR_QUEUE_LOCKED);
-  EXPECT_EQ(simulator_.Handles().CloseDevice(first), 0);
-  EXPECT_EQ(queue->AcquireLock(second), 0);
-
-  EXPECT_EQ(simulator_.Handles().CloseDevice(first), VSIM_ERROR_INVALID_HANDLE);
-  EXPECT_EQ(simulator_.Handles().BoardOf(first), nullptr);
-  int notAHandle = 0;
-  auto* bogus = reinterpret_cast<PLdevice*>(&notAHandle);
-  EXPECT_EQ(simulator_.Handles().BoardOfEither(bogus), nullptr);
-  EXPECT_EQ(simulator_.Handles().OpenDesign(bogus), nullptr);
-  EXPECT_EQ(simulator_.Handles().CloseDesign(reinterpret_cast<fpga_design*>(bogus)),
-            VSIM_ERROR_INVALID_HANDLE);
-  EXPECT_EQ(simulator_.Handles().SetCallback(bogus, nullptr, nullptr), VSIM_ERROR_INVALID_HANDLE);
-  EXPECT_EQ(simulator_.Handles().CloseDevice(second), 0);
 }
 
 int CountCall(int, unsigned long, unsigned long, unsigned long, void* calls) {

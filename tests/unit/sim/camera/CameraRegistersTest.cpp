@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "sim/camera/Camera.h"
@@ -15,12 +16,8 @@
 // run for a while and regions that a transport answers.
 namespace {
 
-using vesk::sim::Camera;
 using vesk::sim::CameraIdentity;
-using vesk::sim::Endianness;
-using vesk::sim::FeatureValue;
 using vesk::sim::RegisterRegion;
-using vesk::sim::XmlForm;
 using namespace vesk::test::camera;
 
 std::vector<uint8_t> Little(uint64_t value, size_t length) {
@@ -46,24 +43,14 @@ class CameraRegistersTest : public testing::Test {
   std::unique_ptr<Camera> camera_;
 };
 
-TEST(CameraModelsTest, EveryModelBuildsInBothByteOrdersAndUnknownOnesAreRefused) {
-  const std::vector<std::string> names = Camera::ModelNames();
-  EXPECT_NE(std::find(names.begin(), names.end(), "AreaScan"), names.end());
-  EXPECT_NE(std::find(names.begin(), names.end(), "LineScan"), names.end());
-  for (const std::string& name : names) {
-    for (const Endianness endianness : {Endianness::Big, Endianness::Little}) {
-      EXPECT_FALSE(Camera::Create(name, {}, XmlForm::Plain, endianness)->Features().empty());
-    }
-  }
+TEST(CameraModelsTest, UnknownModelsAreRefusedAndGivenIdentityFieldsAreCutToTheirRegisters) {
+  EXPECT_EQ(Camera::ModelNames(), (std::vector<std::string>{"AreaScan", "LineScan"}));
   EXPECT_THROW(Camera::Create("Nope", {}, XmlForm::Plain, Endianness::Big), std::invalid_argument);
-}
-
-TEST(CameraIdentityTest, GivenFieldsReplaceTheModelsAndAreCutToTheirRegisters) {
   const CameraIdentity given{"Vendor", "", "SN-0123456789-ABCDEF-TOO-LONG", "", "cam 7"};
   std::unique_ptr<Camera> camera =
       Camera::Create("LineScan", given, XmlForm::Plain, Endianness::Big);
   EXPECT_EQ(camera->Identity().vendor, "Vendor");
-  EXPECT_EQ(camera->Identity().model, "VL-8192");
+  EXPECT_EQ(camera->Identity().model, "VL-8192");  // the model's own where none is given
   EXPECT_EQ(*camera->Value("DeviceVendorName"), FeatureValue(std::string("Vendor")));
   EXPECT_EQ(*camera->Value("DeviceModelName"), FeatureValue(std::string("VL-8192")));
   EXPECT_EQ(*camera->Value("DeviceSerialNumber"), FeatureValue(std::string("SN-0123456789-AB")));
@@ -71,46 +58,34 @@ TEST(CameraIdentityTest, GivenFieldsReplaceTheModelsAndAreCutToTheirRegisters) {
   EXPECT_EQ(*camera->Value("DeviceUserID"), FeatureValue(std::string("cam 7")));
 }
 
-TEST_F(CameraRegistersTest, AddressesOutsideTheRegistersAreRefused) {
+TEST_F(CameraRegistersTest, AddressesOutsideTheRegistersAreRefusedAndReadsSpanTheOthers) {
   const uint64_t width = Address("Width");
-  const uint64_t timestamp = Address("TimestampLatchValue");
-  struct Case {
-    const char* what;
-    uint64_t address;
-    size_t length;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, uint64_t, size_t> cases[] = {
       {"below every register", 0x1000, 4},
       {"just before the first register", 0xFFFFC, 8},
       {"gap after the last bit field register", Address("ReverseX") + 4, 4},
-      {"from a register into a gap", timestamp + 4, 8},
+      {"from a register into a gap", Address("TimestampLatchValue") + 4, 8},
       {"past the address space", ~0ULL - 1, 4},
       {"nothing at all", width, 0},
   };
-  for (const Case& one : cases) {
-    std::vector<uint8_t> bytes(std::max<size_t>(one.length, 1), 0xAA);
-    EXPECT_FALSE(camera_->Read(one.address, bytes.data(), one.length)) << one.what;
-    EXPECT_FALSE(camera_->Write(one.address, bytes.data(), one.length)) << one.what;
+  for (const auto& [what, address, length] : cases) {
+    std::vector<uint8_t> bytes(std::max<size_t>(length, 1), 0xAA);
+    EXPECT_FALSE(camera_->Read(address, bytes.data(), length)) << what;
+    EXPECT_FALSE(camera_->Write(address, bytes.data(), length)) << what;
   }
   EXPECT_FALSE(camera_->Read(width, nullptr, 4));
-}
 
-TEST_F(CameraRegistersTest, ReadsSpanNeighbouringRegistersAndPartsOfOne) {
-  EXPECT_EQ(ReadBytes(*camera_, Address("Width"), 8),
+  // Reads span neighbouring registers and parts of one.
+  EXPECT_EQ(ReadBytes(*camera_, width, 8),
             (std::vector<uint8_t>{0x80, 0x07, 0, 0, 0x38, 0x04, 0, 0}));
-  EXPECT_EQ(ReadBytes(*camera_, Address("Width") + 1, 1), std::vector<uint8_t>{0x07});
+  EXPECT_EQ(ReadBytes(*camera_, width + 1, 1), std::vector<uint8_t>{0x07});
   std::unique_ptr<Camera> big = Camera::Create("AreaScan", {}, XmlForm::Plain, Endianness::Big);
-  EXPECT_EQ(ReadBytes(*big, Address("Width"), 4), (std::vector<uint8_t>{0, 0, 0x07, 0x80}));
+  EXPECT_EQ(ReadBytes(*big, width, 4), (std::vector<uint8_t>{0, 0, 0x07, 0x80}));
 }
 
 TEST_F(CameraRegistersTest, WritesOutsideTheLimitsChangeNothing) {
-  struct Case {
-    const char* feature;
-    uint64_t value;
-    size_t length;
-    bool accepted;
-  };
-  const Case cases[] = {
+  // Feature, value written little-endian, its length, and whether the camera takes it.
+  const std::tuple<const char*, uint64_t, size_t, bool> cases[] = {
       {"Width", 2048, 4, true},
       {"Width", 2064, 4, false},            // above Max
       {"Width", 1000, 4, false},            // off the Inc grid
@@ -127,48 +102,37 @@ TEST_F(CameraRegistersTest, WritesOutsideTheLimitsChangeNothing) {
       {"Gain", 0x4039000000000000, 8, false},  // 25.0
       {"AcquisitionStart", 2, 4, false},       // not the command value
   };
-  for (const Case& one : cases) {
-    const uint64_t address = Address(one.feature);
+  for (const auto& [feature, value, length, taken] : cases) {
+    const uint64_t address = Address(feature);
     const std::vector<uint8_t> before = ReadBytes(*camera_, address, 8);
-    const bool accepted = Write(address, Little(one.value, one.length));
-    EXPECT_EQ(accepted, one.accepted) << one.feature << " " << one.value;
-    if (!accepted) EXPECT_EQ(ReadBytes(*camera_, address, 8), before) << one.feature;
+    const bool accepted = Write(address, Little(value, length));
+    EXPECT_EQ(accepted, taken) << feature << " " << value;
+    if (!accepted) EXPECT_EQ(ReadBytes(*camera_, address, 8), before) << feature;
   }
   EXPECT_EQ(Value("Width"), FeatureValue(int64_t{2048}));
   EXPECT_EQ(Value("BlackLevel"), FeatureValue(int64_t{-64}));
   EXPECT_EQ(Value("TestPattern"), FeatureValue(int64_t{3}));
   EXPECT_EQ(Value("ReverseX"), FeatureValue(int64_t{1}));
   EXPECT_EQ(Value("Gain"), FeatureValue(12.0));
-}
 
-TEST_F(CameraRegistersTest, AWriteOverSeveralRegistersIsAllOrNothing) {
-  std::vector<uint8_t> both = Little(1024, 4);
-  const std::vector<uint8_t> height = Little(4096, 4);
-  both.insert(both.end(), height.begin(), height.end());
-  EXPECT_FALSE(Write(Address("Width"), both));
-  EXPECT_EQ(Value("Width"), FeatureValue(int64_t{1920}));
-  std::copy_n(Little(512, 4).begin(), 4, both.begin() + 4);
-  EXPECT_TRUE(Write(Address("Width"), both));
+  // A write over several registers is all or nothing.
+  EXPECT_FALSE(Write(Address("Width"), Little(1024 | 4096ull << 32, 8)));
+  EXPECT_EQ(Value("Width"), FeatureValue(int64_t{2048}));
+  EXPECT_TRUE(Write(Address("Width"), Little(1024 | 512ull << 32, 8)));
   EXPECT_EQ(Value("Width"), FeatureValue(int64_t{1024}));
   EXPECT_EQ(Value("Height"), FeatureValue(int64_t{512}));
-  EXPECT_EQ(Value("PayloadSize"), FeatureValue(int64_t{1024 * 512}));
+  EXPECT_EQ(Value("PayloadSize"), FeatureValue(int64_t{1024 * 512 * 2}));  // 16-bit pixels now
 }
 
-TEST_F(CameraRegistersTest, CommandsReadTheirValueForTheirBusyReads) {
+// Their busy reads through the node map are in GeneratedXmlTest; here a refused read.
+TEST_F(CameraRegistersTest, ARefusedReadIsNoBusyReadOfACommand) {
   const uint64_t load = Address("UserSetLoad");
-  EXPECT_EQ(ReadBytes(*camera_, load, 4), Little(0, 4));
-  ASSERT_TRUE(Write(load, Little(1, 4)));
-  // Looking at the value is no read.
-  EXPECT_EQ(Value("UserSetLoad"), FeatureValue(int64_t{1}));
-  EXPECT_EQ(Value("UserSetLoad"), FeatureValue(int64_t{1}));
-  std::vector<std::vector<uint8_t>> reads;
-  for (int read = 0; read < 4; ++read) reads.push_back(ReadBytes(*camera_, load, 4));
-  EXPECT_EQ(reads, (std::vector<std::vector<uint8_t>>{Little(1, 4), Little(1, 4), Little(1, 4),
-                                                      Little(0, 4)}));
-  // A refused read does not count.
   ASSERT_TRUE(Write(load, Little(1, 4)));
   EXPECT_TRUE(ReadBytes(*camera_, load, 0x100).empty());
-  EXPECT_EQ(Value("UserSetLoad"), FeatureValue(int64_t{1}));
+  std::vector<std::vector<uint8_t>> reads;
+  for (int read = 0; read < 4; ++read) reads.push_back(ReadBytes(*camera_, load, 4));
+  const std::vector<uint8_t> one = Little(1, 4);
+  EXPECT_EQ(reads, (std::vector<std::vector<uint8_t>>{one, one, one, Little(0, 4)}));
 }
 
 TEST_F(CameraRegistersTest, RegionsAnswerBeforeTheFeatureRegisters) {
@@ -199,8 +163,8 @@ TEST_F(CameraRegistersTest, RegionsAnswerBeforeTheFeatureRegisters) {
   EXPECT_FALSE(Write(width, Little(16, 4))) << "the region has no write handler";
   EXPECT_EQ(Value("Width"), FeatureValue(int64_t{1920}));
   EXPECT_TRUE(Write(0x44, {1, 2}));
-  EXPECT_EQ(memory[4], 1);
-  EXPECT_EQ(memory[5], 2);
+  EXPECT_EQ(std::vector<uint8_t>(memory.begin() + 4, memory.begin() + 6),
+            (std::vector<uint8_t>{1, 2}));
   EXPECT_TRUE(ReadBytes(*camera_, 0x44, 2).empty()) << "the region has no read handler";
 }
 

@@ -18,38 +18,21 @@ int64_t Integer(const std::string& text) {
 }
 
 TEST(FormulaTest, IntegerArithmeticFollowsCsPrecedence) {
-  struct Case {
-    const char* text;
-    int64_t expected;
-  };
-  const Case cases[] = {
-      {"W * H * ((PF >> 16) & 0xFF) / 8", 1920 * 1080 * 2},
-      {"1 + 2 * 3", 7},
-      {"(1 + 2) * 3", 9},
-      {"10 - 4 - 3", 3},
-      {"100 / 10 / 5", 2},
-      {"17 % 5 + 1", 3},
-      {"1 << 4 + 1", 32},
-      {"0xF0 | 0x0F & 0x3C", 0xFC},
-      {"6 ^ 3 & 5", 7},
-      {"-NEG * 2", 14},
-      {"~0 & 0xFF", 255},
-      {"NEG / 2", -3},
-      {"W / ZERO", 0},
-      {"1 << 64", 0},
-      {"  W\t+  H ", 3000},
-  };
-  for (const Case& one : cases) EXPECT_EQ(Integer(one.text), one.expected) << one.text;
+  EXPECT_EQ(Integer("W * H * ((PF >> 16) & 0xFF) / 8"), 1920 * 1080 * 2);
+  EXPECT_EQ(Integer("0xF0 | 0x0F & 0x3C"), 0xFC);
+  EXPECT_EQ(Integer("  W\t+  H "), 3000);
+  const std::pair<const char*, int64_t> cases[] = {
+      {"1 + 2 * 3", 7},   {"(1 + 2) * 3", 9}, {"10 - 4 - 3", 3}, {"100 / 10 / 5", 2},
+      {"17 % 5 + 1", 3},  {"1 << 4 + 1", 32}, {"6 ^ 3 & 5", 7},  {"-NEG * 2", 14},
+      {"~0 & 0xFF", 255}, {"NEG / 2", -3},    {"W / ZERO", 0},   {"1 << 64", 0}};
+  for (const auto& [text, value] : cases) EXPECT_EQ(Integer(text), value) << text;
 }
 
-TEST(FormulaTest, FloatArithmeticKeepsFractions) {
+TEST(FormulaTest, FloatArithmeticKeepsFractionsAndNamesAreListedOnce) {
   const Formula from("TO / 10");
   EXPECT_DOUBLE_EQ(from.EvaluateFloat([](const std::string&) { return 25005.0; }), 2500.5);
   const Formula mixed("(FROM + 0.25) * 1e2 - (7 >> 1)");
   EXPECT_DOUBLE_EQ(mixed.EvaluateFloat([](const std::string&) { return 1.5; }), 172.0);
-}
-
-TEST(FormulaTest, NamesAreListedOnce) {
   EXPECT_EQ(Formula("A * B + A").Names(), (std::vector<std::string>{"A", "B"}));
 }
 

@@ -1,13 +1,12 @@
 #include <arv.h>
-#include <dirent.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "sim/camera/Camera.h"
 #include "tests/support/AravisWarnings.h"
 #include "tests/support/CameraArvDevice.h"
 #include "tests/support/TempDir.h"
@@ -16,45 +15,28 @@
 // A camera that serves a given XML file over plain memory, for real-world descriptions.
 namespace {
 
-using vesk::sim::Camera;
-using vesk::sim::XmlForm;
 using vesk::test::AravisWarnings;
 using vesk::test::CameraArvDevice;
 using vesk::test::ReadText;
 using vesk::test::TempDir;
 using namespace vesk::test::camera;
 
-// The description files of a folder that start as XML; the others are known to be broken.
-std::vector<std::string> XmlFiles(const std::string& folder) {
-  std::vector<std::string> files;
-  DIR* dir = opendir(folder.c_str());
-  if (!dir) return files;
-  while (const dirent* entry = readdir(dir)) {
-    const std::string name = entry->d_name;
-    if (name.size() < 4 || name.compare(name.size() - 4, 4, ".xml") != 0) continue;
-    if (ReadText(folder + "/" + name).rfind("<", 0) == 0) files.push_back(folder + "/" + name);
-  }
-  closedir(dir);
-  return files;
-}
-
 // Reads every feature under `name`; returns how many gave a value.
 int ReadTree(ArvGc* genicam, const char* name) {
   ArvGcNode* node = arv_gc_get_node(genicam, name);
+  int read = 0;
   if (ARV_IS_GC_CATEGORY(node)) {
-    int read = 0;
     for (const GSList* it = arv_gc_category_get_features(ARV_GC_CATEGORY(node)); it;
          it = it->next) {
       read += ReadTree(genicam, static_cast<const char*>(it->data));
     }
-    return read;
+  } else if (ARV_IS_GC_FEATURE_NODE(node) && !ARV_IS_GC_COMMAND(node)) {
+    GError* failure = nullptr;
+    arv_gc_feature_node_get_value_as_string(ARV_GC_FEATURE_NODE(node), &failure);
+    read += failure ? 0 : 1;
+    if (failure) g_error_free(failure);
   }
-  if (!ARV_IS_GC_FEATURE_NODE(node) || ARV_IS_GC_COMMAND(node)) return 0;
-  GError* failure = nullptr;
-  arv_gc_feature_node_get_value_as_string(ARV_GC_FEATURE_NODE(node), &failure);
-  if (!failure) return 1;
-  g_error_free(failure);
-  return 0;
+  return read;
 }
 
 TEST(XmlFileCameraTest, ServesTheFileOverMemoryThatReadsZerosUntilWritten) {
@@ -70,7 +52,6 @@ TEST(XmlFileCameraTest, ServesTheFileOverMemoryThatReadsZerosUntilWritten) {
   EXPECT_EQ(plain->Identity().serial, "S");
   EXPECT_TRUE(plain->Features().empty());
   EXPECT_FALSE(plain->Value("Width").has_value());
-
   std::unique_ptr<Camera> zipped = Camera::FromXmlFile(path, {}, XmlForm::Zipped);
   EXPECT_EQ(zipped->XmlFileName(), "Some_Camera_1_2_3.zip");
   EXPECT_EQ(ServedXml(*zipped), xml);
@@ -83,13 +64,20 @@ TEST(XmlFileCameraTest, ServesTheFileOverMemoryThatReadsZerosUntilWritten) {
   EXPECT_EQ(ReadBytes(*plain, 0xFFFFFFFC, 4), std::vector<uint8_t>(4, 0));
   EXPECT_TRUE(ReadBytes(*plain, 0xFFFFFFFE, 4).empty()) << "past 4 GiB";
   EXPECT_FALSE(plain->Write(plain->XmlAddress(), bytes.data(), 1)) << "the file is read-only";
-
   EXPECT_THROW(Camera::FromXmlFile(dir.File("missing.xml"), {}, XmlForm::Plain),
                std::runtime_error);
 }
 
 TEST(XmlFileCameraTest, RealDescriptionsLoadInAravisThroughTheCameraMemory) {
-  const std::vector<std::string> files = XmlFiles(VESK_GENICAM_XML_DIR);
+  std::vector<std::string> files;
+  std::error_code absent;
+  for (const auto& entry : std::filesystem::directory_iterator(VESK_GENICAM_XML_DIR, absent)) {
+    // Only files that start as XML: the others are known to be broken.
+    const std::string path = entry.path().string();
+    if (entry.path().extension() == ".xml" && ReadText(path).rfind("<", 0) == 0) {
+      files.push_back(path);
+    }
+  }
   if (files.empty()) GTEST_SKIP() << "no description files in " << VESK_GENICAM_XML_DIR;
   for (const std::string& path : files) {
     std::unique_ptr<Camera> camera = Camera::FromXmlFile(path, {}, XmlForm::Zipped);
