@@ -259,7 +259,7 @@ int CDriver::GetProperty(char* name, void* value, unsigned int type, void* index
   if (type != kTypeInteger) return -1990;
   uint32_t& result = *static_cast<uint32_t*>(value);
   if (cameras) {
-    result = static_cast<uint32_t>(cameras_.size());
+    result = GetNrOfCameras();
   } else if (ports) {
     result = GetNrOfPorts();
   } else {
