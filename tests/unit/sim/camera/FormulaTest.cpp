@@ -24,7 +24,8 @@ TEST(FormulaTest, IntegerArithmeticFollowsCsPrecedence) {
   const std::pair<const char*, int64_t> cases[] = {
       {"1 + 2 * 3", 7},   {"(1 + 2) * 3", 9}, {"10 - 4 - 3", 3}, {"100 / 10 / 5", 2},
       {"17 % 5 + 1", 3},  {"1 << 4 + 1", 32}, {"6 ^ 3 & 5", 7},  {"-NEG * 2", 14},
-      {"~0 & 0xFF", 255}, {"NEG / 2", -3},    {"W / ZERO", 0},   {"1 << 64", 0}};
+      {"~0 & 0xFF", 255}, {"NEG / 2", -3},    {"W / ZERO", 0},   {"1 << 64", 0},
+      {"1 | 6 ^ 3", 5}};
   for (const auto& [text, value] : cases) EXPECT_EQ(Integer(text), value) << text;
 }
 
