@@ -87,6 +87,24 @@ TEST(RecursiveMutexGuard, GivenBackEarlyAndRetakenKeepsTheHolderCount) {
 TEST(ReadWriteLock, WritersExcludeEachOtherAndReaders) {
   ReadWriteLock lock;
   EXPECT_EQ(CountUnder<WriteLockGuard>(lock), 8000);
+
+  int value = 0;
+  std::thread writer([&] {
+    for (int i = 0; i < 2000; ++i) {
+      WriteLockGuard guard(lock);
+      ++value;
+    }
+  });
+  int changesSeenByReaders = 0;
+  for (int i = 0; i < 2000; ++i) {
+    ReadLockGuard guard(lock);
+    const int before = value;
+    std::this_thread::yield();
+    if (value != before) ++changesSeenByReaders;
+  }
+  writer.join();
+  EXPECT_EQ(changesSeenByReaders, 0);
+
   ReadLockGuard first(lock);
   ReadLockGuard second(lock);  // readers share
 }
