@@ -93,11 +93,12 @@ TEST_F(RuntimeApi, RegistersByDesignIdsAreCountedAndBadArgumentsRefused) {
   uint64_t value = 0;
   EXPECT_EQ(VHalRegisterWrite(device, id, 0xabcdef0123ull), 0);
   EXPECT_EQ(VHalRegisterRead(device, id, &value), 0);
+  EXPECT_EQ(VHalRegisterRead(device, id, &value), 0);
   EXPECT_EQ(value, 0xabcdef0123ull);
   VSimBoardCounters counters{};
   EXPECT_EQ(VSimGetBoardCounters(0, &counters), 0);
   EXPECT_EQ(counters.registerWrites, 1u);
-  EXPECT_EQ(counters.registerReads, 1u);
+  EXPECT_EQ(counters.registerReads, 2u);
 
   EXPECT_EQ(VHalRegisterRead(device, 1, nullptr), VSIM_ERROR_INVALID_ARGUMENT);
   EXPECT_EQ(VHalGetBoardIndex(device, 1), VSIM_ERROR_INVALID_ARGUMENT);
