@@ -57,7 +57,7 @@ class Camera {
 };
 
 bool TraceIsOn(benchmark::State& state) {
-  if (!vesk::genicam::GetLibraryLogger()->IsEnabled(1)) return false;
+  if (!vesk::genicam::LibraryLogger().Get()->IsEnabled(1)) return false;
   state.SkipWithError("level 1 is enabled; unset VESK_LOG_LEVEL");
   return true;
 }

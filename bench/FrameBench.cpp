@@ -44,7 +44,7 @@ BENCHMARK(BM_CallWithoutFrame);
 
 void BM_CallWithFrameTraceOff(benchmark::State& state) {
   const char* text = nullptr;
-  if (vesk::genicam::GetLibraryLogger()->IsEnabled(1)) {
+  if (vesk::genicam::LibraryLogger().Get()->IsEnabled(1)) {
     state.SkipWithError("level 1 is enabled; unset VESK_LOG_LEVEL");
     return;
   }
@@ -57,7 +57,7 @@ BENCHMARK(BM_CallWithFrameTraceOff);
 
 void BM_LevelTestOnly(benchmark::State& state) {
   for (auto _ : state) {
-    benchmark::DoNotOptimize(vesk::genicam::GetLibraryLogger()->IsEnabled(1));
+    benchmark::DoNotOptimize(vesk::genicam::LibraryLogger().Get()->IsEnabled(1));
   }
 }
 BENCHMARK(BM_LevelTestOnly);

@@ -5,16 +5,15 @@
 #include <string>
 
 #include "genapi/GCException.h"
+#include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 namespace vesk::genicam {
-
-constexpr int kExceptionCaught = -1999;
 
 // The three handlers of a function that reaches into the GenICam layer. Runs body (which gives
 // an error code); an exception that leaves it is reported through report(message) as
 // "Standard exception while " + action + ": " + what(), "GenICam exception while " + action +
-// ": " + GetDescription(), or "Unexpected exception while " + unexpectedAction, and gives -1999.
-// The actions are callables, run only when something was thrown.
+// ": " + GetDescription(), or "Unexpected exception while " + unexpectedAction, and gives
+// MLO_ERR_EXCEPTION. The actions are callables, run only when something was thrown.
 template <class Report, class Action, class UnexpectedAction, class Body>
 int CatchAtBoundary(Report&& report, Action&& action, UnexpectedAction&& unexpectedAction,
                     Body&& body) {
@@ -27,7 +26,7 @@ int CatchAtBoundary(Report&& report, Action&& action, UnexpectedAction&& unexpec
   } catch (...) {
     report("Unexpected exception while " + std::string(unexpectedAction()));
   }
-  return kExceptionCaught;
+  return MLO_ERR_EXCEPTION;
 }
 
 // The usual form: the unexpected handler names the same action.

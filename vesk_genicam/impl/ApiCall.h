@@ -20,7 +20,7 @@ constexpr const char* kApiSourceFile = "vesk_genicam/impl/vesk_genicam";
 // no scope, no string, no formatter call.
 //
 //   ApiCall call(__LINE__, "Mlo_getCamera", [=] { return FormatBoardPort(board, port); });
-//   if (!camera) return call.Fail(-1991, "Invalid camera handle pointer");
+//   if (!camera) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid camera handle pointer");
 //   ...
 //   return call.Return(0);
 template <class Formatter>
@@ -33,11 +33,11 @@ class ApiCall {
   template <class Note>
   ApiCall(int line, const char* functionName, Formatter formatter, Note note)
       : formatter_(std::move(formatter)) {
-    tools::logging::Logger* logger = GetLibraryLogger();
+    tools::logging::Logger* logger = LibraryLogger().Get();
     if (!logger->IsEnabled(1)) return;
     std::ostringstream prefix;
     prefix << "source-file=" << kApiSourceFile << ",source-line=" << line
-           << ",thread-id=" << CurrentThreadId();
+           << ",thread-id=" << tools::logging::CurrentThreadId();
     scope_ =
         std::make_unique<ApiTraceScope>(logger, formatter_, prefix.str(), functionName, note());
   }
@@ -55,7 +55,8 @@ class ApiCall {
 
   // A rejected argument or a failure: one line at level 5 with the arguments, then the code.
   int Fail(int code, const std::string& message) {
-    WriteThreadLine(GetLibraryLogger(), 5, [&] { return formatter_() + "|" + message; });
+    tools::logging::WriteThreadLine(LibraryLogger().Get(), 5,
+                                    [&] { return formatter_() + "|" + message; });
     return Return(code);
   }
 

@@ -1,6 +1,5 @@
 #include "vesk_genicam/impl/CameraInterface.h"
 
-
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -8,8 +7,7 @@
 #include <fstream>
 #include <utility>
 
-#include "tools/logging/Logging.h"
-#include "vesk_genicam/impl/LibraryLogger.h"
+#include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 namespace {
 
@@ -19,7 +17,7 @@ constexpr unsigned int kLinkValueLimit = 4;
 // A description with this broken element does not parse; its first occurrence is blanked.
 constexpr char kBrokenToolTip[] = "<ToolTip>< / ToolTip>";
 
-void Refuse(void*, void*) { throw -1013; }
+void Refuse(void*, void*) { throw static_cast<int>(MLO_ERR_ACCESS_DENIED); }
 
 std::string LowerCase(const char* name) {
   std::string lower(name);
@@ -37,12 +35,6 @@ CCameraInterface::CCameraInterface(IPortInterface* port, IControllerInterface* c
 }
 
 CCameraInterface::~CCameraInterface() { delete nodeMap_; }
-
-vesk::tools::logging::Logger* CCameraInterface::GetLogger() {
-  if (!logger_)
-    logger_ = vesk::tools::logging::Logging::GetLogger("vesk.genicam.MLOCameraInterface");
-  return logger_;
-}
 
 void CCameraInterface::InitLinkInfo() {
   for (auto& link : linkInfo_) link = std::make_unique<LinkInfo>();
@@ -66,7 +58,7 @@ int CCameraInterface::LinkDisconnect() {
 }
 
 int CCameraInterface::LoadXml() {
-  if (!port_) return -1010;
+  if (!port_) return MLO_ERR_NO_INTERFACE;
   if (int code = port_->LoadXML(xml_, 0)) return code;
   const size_t broken = xml_.find(kBrokenToolTip);
   if (broken != std::string::npos)
@@ -75,7 +67,7 @@ int CCameraInterface::LoadXml() {
 }
 
 int CCameraInterface::ConnectCamera() {
-  if (!port_) return -1010;
+  if (!port_) return MLO_ERR_NO_INTERFACE;
   // A description set by the application is used as it stands.
   if (xml_.empty()) {
     if (int code = port_->LoadXML(xml_, 0)) return code;
@@ -84,15 +76,15 @@ int CCameraInterface::ConnectCamera() {
 }
 
 int CCameraInterface::ConnectCamera(const char* path) {
-  if (!path) return -1003;
+  if (!path) return MLO_ERR_INVALID_FILENAME;
   std::ifstream file(path, std::ios::binary);
-  if (!file) return -1003;
+  if (!file) return MLO_ERR_INVALID_FILENAME;
   file.seekg(0, std::ios::end);
   const std::streamoff size = file.tellg();
-  if (size <= 0) return -1008;
+  if (size <= 0) return MLO_ERR_NO_DATA;
   file.seekg(0, std::ios::beg);
   std::string text(static_cast<size_t>(size), '\0');
-  if (!file.read(text.data(), size)) return -1006;
+  if (!file.read(text.data(), size)) return MLO_ERR_FILE_ACCESS;
   xml_.assign(text.c_str());
   return BuildNodeMap();
 }
@@ -112,13 +104,13 @@ int CCameraInterface::BuildNodeMap() {
   }
   map.reset();
   SetGenicamConnected(false);
-  return -1010;
+  return MLO_ERR_NO_INTERFACE;
 }
 
 int CCameraInterface::GetXml(char* buffer, size_t* size) {
-  if (!size) return -1008;
+  if (!size) return MLO_ERR_NO_DATA;
   if (buffer) {
-    if (*size < xml_.size()) return -1991;
+    if (*size < xml_.size()) return MLO_ERR_INVALID_ARGUMENT;
     std::memcpy(buffer, xml_.data(), xml_.size());
   }
   *size = xml_.size();
@@ -126,7 +118,7 @@ int CCameraInterface::GetXml(char* buffer, size_t* size) {
 }
 
 int CCameraInterface::SetXml(const char* text, size_t) {
-  if (!text) return -1008;
+  if (!text) return MLO_ERR_NO_DATA;
   xml_.assign(text);
   return 0;
 }
@@ -169,69 +161,69 @@ CCameraInterface::LinkInfo* CCameraInterface::GetLinkInfo(unsigned int link) {
 }
 
 int CCameraInterface::GetLinkIsMaster(unsigned int link, unsigned int& out) {
-  if (!GetLinkInfo(link)) return -1991;
+  if (!GetLinkInfo(link)) return MLO_ERR_INVALID_ARGUMENT;
   out = link == 0 ? 1 : 0;
   return 0;
 }
 
 int CCameraInterface::GetLinkFrameGrabberPort(unsigned int link, unsigned int& out) {
   LinkInfo* info = GetLinkInfo(link);
-  if (!info) return -1991;
+  if (!info) return MLO_ERR_INVALID_ARGUMENT;
   out = info->frameGrabberPort;
   return 0;
 }
 
 int CCameraInterface::GetLinkPLPort(unsigned int link, unsigned int& out) {
   LinkInfo* info = GetLinkInfo(link);
-  if (!info) return -1991;
+  if (!info) return MLO_ERR_INVALID_ARGUMENT;
   out = info->plPort;
   return 0;
 }
 
 int CCameraInterface::GetLinkPlMasterId(unsigned int link, unsigned int& out) {
   LinkInfo* info = GetLinkInfo(link);
-  if (!info) return -1991;
+  if (!info) return MLO_ERR_INVALID_ARGUMENT;
   out = info->plMasterId;
   return 0;
 }
 
 int CCameraInterface::GetLinkPLExtensionId(unsigned int link, unsigned int& out) {
   LinkInfo* info = GetLinkInfo(link);
-  if (!info) return -1991;
+  if (!info) return MLO_ERR_INVALID_ARGUMENT;
   out = info->plExtensionId;
   return 0;
 }
 
-// Answers -1991 even when it stored the value; its callers do not look.
+// Answers MLO_ERR_INVALID_ARGUMENT even when it stored the value; its callers do not look.
 int CCameraInterface::SetLinkFrameGrabberPort(unsigned int link, unsigned int value) {
   LinkInfo* info = GetLinkInfo(link);
   if (info && value < kLinkValueLimit) info->frameGrabberPort = value;
-  return -1991;
+  return MLO_ERR_INVALID_ARGUMENT;
 }
 
 int CCameraInterface::SetLinkPlPort(unsigned int link, unsigned int value) {
   LinkInfo* info = GetLinkInfo(link);
-  if (!info) return -1991;
+  if (!info) return MLO_ERR_INVALID_ARGUMENT;
   if (value < kLinkValueLimit) info->plPort = value;
   return 0;
 }
 
 int CCameraInterface::SetLinkPlMasterId(unsigned int link, unsigned int value) {
   LinkInfo* info = GetLinkInfo(link);
-  if (!info) return -1991;
+  if (!info) return MLO_ERR_INVALID_ARGUMENT;
   info->plMasterId = value;
   return 0;
 }
 
-// Answers -1991 even when it stored the value; its callers do not look.
+// Answers MLO_ERR_INVALID_ARGUMENT even when it stored the value; its callers do not look.
 int CCameraInterface::SetLinkPlExtensionId(unsigned int link, unsigned int value) {
   LinkInfo* info = GetLinkInfo(link);
   if (info && value < kLinkValueLimit) info->plExtensionId = value;
-  return -1991;
+  return MLO_ERR_INVALID_ARGUMENT;
 }
 
 int CCameraInterface::SetNrOfLinks(unsigned int count) {
-  if (count > kMaxLinks) return -1991;
+  if (count > kMaxLinks) return MLO_ERR_INVALID_ARGUMENT;
   nrOfLinks_ = count;
   return 0;
 }
@@ -264,7 +256,7 @@ void CCameraInterface::AddText(const char* name, TextGetter get,
 
 // Speed in bits 0 to 23, number of links in bits 24 to 27 of one controller property.
 void CCameraInterface::SetLinkConfig(uint32_t value) {
-  if (!controller_) throw -1213;
+  if (!controller_) throw static_cast<int>(MLO_ERR_DISCOVERY_INCOMPLETE);
   char name[] = "LinkConfig";
   uint32_t portId = port_->GetPortId();
   if (int code = controller_->SetProperty(name, &value, kTypeInteger, &portId)) throw code;
@@ -330,11 +322,11 @@ int CCameraInterface::SetProperty(char* name, void* value, unsigned int type, vo
 int CCameraInterface::CallProperty(char* name, void* value, unsigned int type, void* index,
                                    bool get) {
   const auto row = properties_.find(LowerCase(name));
-  if (row == properties_.end()) return -2000;
+  if (row == properties_.end()) return MLO_ERR_NOT_IMPLEMENTED;
   const Property& property = row->second;
-  if (static_cast<int>(type) != property.type) return -1990;
-  if (type == kTypeString ? !index : !value) return -1017;
-  if (!port_) return -1213;
+  if (static_cast<int>(type) != property.type) return MLO_ERR_INVALID_TYPE;
+  if (type == kTypeString ? !index : !value) return MLO_ERR_INVALID_POINTER;
+  if (!port_) return MLO_ERR_DISCOVERY_INCOMPLETE;
   try {
     (get ? property.get : property.set)(value, index);
   } catch (int code) {
@@ -353,16 +345,14 @@ int CCameraInterface::DoPostConnect() {
     if (node) GenApi::Register(node, *this, &CCameraInterface::AcquisitionStartCallback);
     return 0;
   } catch (const std::exception& error) {
-    Log(5, "Exception in post connection handler: ", error.what());
+    logger_.Line(
+        5, [&] { return "Exception in post connection handler: " + std::string(error.what()); });
   } catch (const GenICam::GenericException& error) {
-    Log(5, "GenICam exception in post connection handler: ", error.GetDescription());
+    logger_.Line(5, [&] {
+      return "GenICam exception in post connection handler: " + std::string(error.GetDescription());
+    });
   } catch (...) {
-    Log(5, "Unexpected exception in post connection handler", "");
+    logger_.Line(5, [] { return "Unexpected exception in post connection handler"; });
   }
-  return -1999;
-}
-
-void CCameraInterface::Log(unsigned int level, const char* text, const char* detail) {
-  vesk::genicam::WriteThreadLine(GetLogger(), level,
-                                 [&] { return std::string("|") + text + detail; });
+  return MLO_ERR_EXCEPTION;
 }

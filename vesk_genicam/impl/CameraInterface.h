@@ -12,13 +12,10 @@
 #include <string>
 
 #include "genapi/GenApi.h"
+#include "tools/logging/ClassLogger.h"
 #include "vesk_genicam/impl/IControllerInterface.h"
 #include "vesk_genicam/impl/IPortInterface.h"
 #include "vesk_genicam/impl/vesk_genicam.h"
-
-namespace vesk::tools::logging {
-class Logger;
-}
 
 // The camera object, the thing an MloCameraHandle points to: the master port and the board's
 // controller (neither owned), and over them the camera's XML, its node map, its named
@@ -112,8 +109,6 @@ class CCameraInterface {
   using IntegerSetter = std::function<void(uint32_t value)>;
   using TextGetter = std::function<std::string()>;
 
-  vesk::tools::logging::Logger* GetLogger();
-  void Log(unsigned int level, const char* text, const char* detail);
   void InitLinkInfo();
   void initProperties();
   void AddInteger(const char* name, IntegerGetter get, IntegerSetter set = nullptr);
@@ -122,7 +117,7 @@ class CCameraInterface {
   int BuildNodeMap();
   int CallProperty(char* name, void* value, unsigned int type, void* index, bool get);
 
-  vesk::tools::logging::Logger* logger_ = nullptr;
+  vesk::tools::logging::ClassLogger logger_{"vesk.genicam.MLOCameraInterface"};
   GenApi::CNodeMapRef* nodeMap_ = nullptr;
   bool genicamConnected_ = false;
   uint32_t nrOfLinks_ = 0;

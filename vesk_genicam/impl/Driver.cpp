@@ -10,8 +10,7 @@
 #include <new>
 
 #include "templates/platform/RecursiveMutexGuard.h"
-#include "tools/logging/Logging.h"
-#include "vesk_genicam/impl/LibraryLogger.h"
+#include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 using vesk::templates::platform::RecursiveMutexGuard;
 
@@ -46,15 +45,7 @@ CDriver::~CDriver() {
   removedCameras_.clear();
 }
 
-vesk::tools::logging::Logger* CDriver::GetLogger() {
-  if (!logger_) logger_ = vesk::tools::logging::Logging::GetLogger("vesk.genicam.MLOInterface");
-  return logger_;
-}
-
-void CDriver::Log(unsigned int level, const char* text, const char* detail) {
-  vesk::genicam::WriteThreadLine(GetLogger(), level,
-                                 [&] { return std::string("|") + text + detail; });
-}
+vesk::tools::logging::Logger* CDriver::GetLogger() { return logger_.Get(); }
 
 CDriver::EControllerKind CDriver::ControllerKindOf(int boardType) {
   if (Contains(kClhsBoardTypes, boardType)) return ControllerClhs;
@@ -70,25 +61,26 @@ IControllerInterface* CDriver::CreateController(EControllerKind, Fg_Struct_s*, b
 }
 
 int CDriver::Init(Fg_Struct_s* board, bool flag) {
-  if (!board) return -1991;
+  if (!board) return MLO_ERR_INVALID_ARGUMENT;
   try {
     return StartController(board, flag);
   } catch (const std::bad_alloc&) {
-    Log(5, "Failed to initialise camera interface: Out of memory", "");
-    return -1018;
+    logger_.Line(5, [] { return "Failed to initialise camera interface: Out of memory"; });
+    return MLO_ERR_OUT_OF_MEMORY;
   } catch (const std::exception& error) {
-    Log(5, "Failed to initialise camera interface: ", error.what());
-    return -40018;
+    logger_.Line(
+        5, [&] { return "Failed to initialise camera interface: " + std::string(error.what()); });
+    return MLO_ERR_BOARD_INIT;
   } catch (...) {
-    Log(5, "Failed to initialise camera interface: Unknown error", "");
-    return -1998;
+    logger_.Line(5, [] { return "Failed to initialise camera interface: Unknown error"; });
+    return MLO_ERR_INTERNAL;
   }
 }
 
 int CDriver::StartController(Fg_Struct_s* board, bool flag) {
   const EControllerKind kind = ControllerKindOf(VHalGetBoardInfoInt(board->device, "board/type"));
   if (kind != ControllerNone) controller_ = createController_(kind, board, flag);
-  if (!controller_) return -1011;
+  if (!controller_) return MLO_ERR_BOARD_NOT_SUPPORTED;
   controller_->ResetMultiplexer();
   controller_->Init();
   controller_->SetCallBackFnct(CDriver::CtrlCallbackHandler, this);
@@ -100,7 +92,7 @@ int CDriver::StartController(Fg_Struct_s* board, bool flag) {
 
 int CDriver::Discovery(unsigned int portMask, unsigned int speed, unsigned int timeoutMs,
                        unsigned int flags) {
-  if (!controller_) return -1017;
+  if (!controller_) return MLO_ERR_INVALID_POINTER;
   if (flags & kFlagRefreshOnly) {
     UpdateDiscoveryInformation(false);
     return 0;
@@ -108,7 +100,7 @@ int CDriver::Discovery(unsigned int portMask, unsigned int speed, unsigned int t
   RecursiveMutexGuard guard(&cameraLock_);
   const int code = controller_->Discovery(portMask, speed, timeoutMs, flags, this);
   // A layout that does not match and an empty bus are results of a finished discovery.
-  if (code == 0 || code == -1206 || code == -1210) {
+  if (code == 0 || code == MLO_ERR_LAYOUT_MISMATCH || code == MLO_ERR_NO_CAMERA_FOUND) {
     UpdateDiscoveryInformation(!(flags & kFlagKeepRemoved));
   }
   return code;
@@ -203,7 +195,7 @@ IPortInterface* CDriver::GetPort(unsigned int index) {
 }
 
 int CDriver::SwitchDiscoverySelector(uint64_t selector) {
-  return controller_ ? controller_->SwitchDiscoverySelector(selector) : -1017;
+  return controller_ ? controller_->SwitchDiscoverySelector(selector) : MLO_ERR_INVALID_POINTER;
 }
 
 uint64_t CDriver::GetDiscoverySelector() {
@@ -213,16 +205,16 @@ uint64_t CDriver::GetDiscoverySelector() {
 int CDriver::ReadPacket(unsigned int port, unsigned int address, unsigned char* data,
                         unsigned int length, unsigned int timeoutMs) {
   IPortInterface* target = GetPort(port);
-  if (!target) return -1017;
-  if (!target->IsConnected()) return -1211;
+  if (!target) return MLO_ERR_INVALID_POINTER;
+  if (!target->IsConnected()) return MLO_ERR_NO_PHYSICAL_CONNECTION;
   return target->ReadPacket(address, data, length, timeoutMs);
 }
 
 int CDriver::WritePacket(unsigned int port, unsigned int address, unsigned char* data,
                          unsigned int length, unsigned int timeoutMs) {
   IPortInterface* target = GetPort(port);
-  if (!target) return -1017;
-  if (!target->IsConnected()) return -1211;
+  if (!target) return MLO_ERR_INVALID_POINTER;
+  if (!target->IsConnected()) return MLO_ERR_NO_PHYSICAL_CONNECTION;
   return target->WritePacket(address, data, length, timeoutMs);
 }
 
@@ -249,14 +241,14 @@ int CDriver::PowerSwitchExt(unsigned int portMask, unsigned int command) {
 int CDriver::GetProperty(char* name, void* value, unsigned int type, void* index) {
   if (controller_) {
     const int code = controller_->GetProperty(name, value, type, index);
-    if (code != -2000) return code;
+    if (code != MLO_ERR_NOT_IMPLEMENTED) return code;
   }
   const bool cameras = std::strcmp(name, "NrOfCameras") == 0;
   const bool locked = std::strcmp(name, "TransceiversLockedMask") == 0;
   const bool ports = std::strcmp(name, "NrOfPorts") == 0;
-  if (!cameras && !locked && !ports) return -2000;
-  if (!value) return -1017;
-  if (type != kTypeInteger) return -1990;
+  if (!cameras && !locked && !ports) return MLO_ERR_NOT_IMPLEMENTED;
+  if (!value) return MLO_ERR_INVALID_POINTER;
+  if (type != kTypeInteger) return MLO_ERR_INVALID_TYPE;
   uint32_t& result = *static_cast<uint32_t*>(value);
   if (cameras) {
     result = GetNrOfCameras();
@@ -276,7 +268,7 @@ int CDriver::GetProperty(char* name, void* value, unsigned int type, void* index
 }
 
 int CDriver::SetProperty(char* name, void* value, unsigned int type, void* index) {
-  return controller_ ? controller_->SetProperty(name, value, type, index) : -2000;
+  return controller_ ? controller_->SetProperty(name, value, type, index) : MLO_ERR_NOT_IMPLEMENTED;
 }
 
 int CDriver::SetEventCallback(MloEventCallback callback, const void* user) {
@@ -297,11 +289,11 @@ int CDriver::SetBoardEventCallback(MloBoardEventCallback callback, void* user) {
 
 int CDriver::notifyEvent(MloEventInfo* info) {
   RecursiveMutexGuard guard(&eventLock_);
-  if (!boardEventCallback_) return -1016;
+  if (!boardEventCallback_) return MLO_ERR_NO_EVENT_HANDLER;
   try {
     return boardEventCallback_(reinterpret_cast<MloBoardHandle*>(this), info, eventUserData_);
   } catch (...) {
-    return -1999;
+    return MLO_ERR_EXCEPTION;
   }
 }
 
@@ -322,14 +314,14 @@ void CDriver::CtrlCallbackHandler(unsigned int event, unsigned int ports, void* 
 // Runs inside notifyEvent, under the board's eventLock_.
 int CDriver::EventHandlerWrapper(MloBoardHandle* board, const MloEventInfo* info, void* user) {
   MloEventCallback callback = reinterpret_cast<CDriver*>(board)->eventCallback_;
-  if (!callback) return -1016;
+  if (!callback) return MLO_ERR_NO_EVENT_HANDLER;
   return callback(board, nullptr, info, user);
 }
 
 int CDriver::StoreLowLevelLinkProfile(char* path) {
-  if (!controller_) return -1001;
+  if (!controller_) return MLO_ERR_INVALID_BOARD_HANDLE;
   FILE* file = std::fopen(path, "w");
-  if (!file) return -1006;
+  if (!file) return MLO_ERR_FILE_ACCESS;
   std::fprintf(file, "# low level link profile v1.0\n");
   std::fprintf(file, "mux=0x%llx\n", static_cast<unsigned long long>(GetDiscoverySelector()));
   const uint32_t portCount = GetNrOfPorts();
@@ -348,9 +340,9 @@ int CDriver::StoreLowLevelLinkProfile(char* path) {
 }
 
 int CDriver::RestoreLowLevelLinkProfile(char* path) {
-  if (!controller_) return -1001;
+  if (!controller_) return MLO_ERR_INVALID_BOARD_HANDLE;
   FILE* file = std::fopen(path, "r");
-  if (!file) return -1006;
+  if (!file) return MLO_ERR_FILE_ACCESS;
   std::fclose(file);
-  return -1991;
+  return MLO_ERR_INVALID_ARGUMENT;
 }

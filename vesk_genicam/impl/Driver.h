@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "templates/platform/RecursiveMutex.h"
+#include "tools/logging/ClassLogger.h"
 #include "vesk_genicam/impl/CameraInterface.h"
 #include "vesk_genicam/impl/DriverMonitoringThread.h"
 #include "vesk_genicam/impl/IControllerInterface.h"
@@ -94,10 +95,9 @@ class CDriver : public IMonitorInterface {
                                                 bool flag);
   int StartController(Fg_Struct_s* board, bool flag);
   void RefreshLinks(CCameraInterface* camera, IPortInterface* master);
-  void Log(unsigned int level, const char* text, const char* detail);
 
   ControllerFactory createController_;
-  vesk::tools::logging::Logger* logger_ = nullptr;
+  vesk::tools::logging::ClassLogger logger_{"vesk.genicam.MLOInterface"};
   vesk::templates::platform::RecursiveMutex eventLock_;
   vesk::templates::platform::RecursiveMutex cameraLock_;
   MloEventCallback eventCallback_ = nullptr;

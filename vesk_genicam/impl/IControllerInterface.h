@@ -30,7 +30,7 @@ class IControllerInterface {
   virtual int Discovery(unsigned int portMask, unsigned int speed, unsigned int timeoutMs,
                         unsigned int flags, CDriver* driver) = 0;
   virtual int ResetMultiplexer() = 0;
-  // Both answer -2000 for a name that is not the controller's.
+  // Both answer MLO_ERR_NOT_IMPLEMENTED for a name that is not the controller's.
   virtual int GetProperty(char* name, void* value, unsigned int type, void* index) = 0;
   virtual int SetProperty(char* name, void* value, unsigned int type, void* index) = 0;
   virtual uint32_t GetNrOfPorts() = 0;

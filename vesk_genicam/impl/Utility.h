@@ -13,8 +13,8 @@ struct ErrorInfo {
   const char* message;
 };
 
-// The library's error codes and messages, in their fixed order. -1006 stands twice; a lookup
-// returns the first row of a code, so the second -1006 message is never returned.
+// The library's error codes and messages, in their fixed order. MLO_ERR_FILE_ACCESS stands twice;
+// a lookup returns the first row of a code, so its second message is never returned.
 extern const ErrorInfo g_tbErrorInfo[];
 extern const size_t g_tbErrorInfoCount;
 

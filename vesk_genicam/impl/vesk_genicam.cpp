@@ -19,11 +19,11 @@ void VeskGenICamInit() {
   g_libraryInit.AddUser();
   g_libraryInit.AddCloserAndOpen(VeskHalCloseLibrary, VeskHalOpenLibrary);
   g_libraryInit.AddCloserAndOpen(VeskDsnRtCloseLibrary, VeskDsnRtOpenLibrary);
-  vesk::genicam::GetLibraryLogger();
+  vesk::genicam::LibraryLogger().Get();
 }
 
 void VeskGenICamDeinit() {
-  vesk::genicam::ResetLibraryLogger();
+  vesk::genicam::LibraryLogger().Reset();
   g_libraryInit.RemoveUser();
 }
 

@@ -11,6 +11,7 @@
 #include <stdint.h>
 
 #include "loader/vesk_hal.h"
+#include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -127,7 +128,8 @@ VESK_GENICAM_API int Mlo_getCameraByIndex(MloBoardHandle* board, unsigned int in
                                           MloCameraHandle** camera);
 /* The camera's identity, NULL for a NULL camera. */
 VESK_GENICAM_API MloCameraInfo* Mlo_getCameraInfo(MloCameraHandle* camera);
-/* Reads the camera's identity again. Returns -2000 when it worked: treat that as success. */
+/* Reads the camera's identity again. Returns MLO_ERR_NOT_IMPLEMENTED when it worked: treat that as
+ * success. */
 VESK_GENICAM_API int Mlo_updateCameraInfos(MloCameraHandle* camera);
 /* Reads the GenICam XML from the camera without building a node map. */
 VESK_GENICAM_API int Mlo_loadCameraXml(MloCameraHandle* camera);
@@ -137,7 +139,8 @@ VESK_GENICAM_API int Mlo_connectCamera(MloCameraHandle* camera);
 VESK_GENICAM_API int Mlo_connectCameraWithExternalXml(MloCameraHandle* camera, char* path);
 /* Drops the node map and the XML; the handle stays valid. */
 VESK_GENICAM_API int Mlo_disconnectCamera(MloCameraHandle* camera);
-/* Tells whether the scan made a link to the camera: 0, or -1010 without one. board is unused. */
+/* Tells whether the scan made a link to the camera: 0, or MLO_ERR_NO_INTERFACE without one. board
+ * is unused. */
 VESK_GENICAM_API int Mlo_LinkConnect(MloBoardHandle* board, MloCameraHandle* camera);
 VESK_GENICAM_API int Mlo_CxpConnect(MloBoardHandle* board, MloCameraHandle* camera);
 VESK_GENICAM_API int Mlo_LinkDisconnect(MloCameraHandle* camera);
@@ -150,7 +153,7 @@ VESK_GENICAM_API int Mlo_setGenICamXML(MloCameraHandle* camera, const char* xml,
 /* Frees the strings the camera handed out. */
 VESK_GENICAM_API int Mlo_clearStringCache(MloCameraHandle* camera);
 
-/* Kept for other transports: they do nothing and return -2000. */
+/* Kept for other transports: they do nothing and return MLO_ERR_NOT_IMPLEMENTED. */
 VESK_GENICAM_API int Mlo_getCameraByIp(MloBoardHandle* board, int reserved, unsigned int ip,
                                        MloCameraHandle** camera);
 VESK_GENICAM_API int Mlo_getCameraByMac(MloBoardHandle* board, int reserved, unsigned char* mac,
@@ -201,7 +204,8 @@ VESK_GENICAM_API int Mlo_memoryWriteToCameraWithTimeout(MloCameraHandle* camera,
                                                         uint64_t address, uint64_t length,
                                                         unsigned int timeoutMs);
 
-/* A NULL value gives -1014. On a failed read *value holds what the port left there. */
+/* A NULL value gives MLO_ERR_INVALID_DATA. On a failed read *value holds what the port left
+ * there. */
 VESK_GENICAM_API int Mlo_DirectRegisterRead(MloBoardHandle* board, unsigned int port,
                                             unsigned int address, uint32_t* value);
 VESK_GENICAM_API int Mlo_DirectRegisterRead64(MloBoardHandle* board, unsigned int port,
@@ -287,8 +291,9 @@ VESK_GENICAM_API int Mlo_stopAcquisition(MloCameraHandle* camera, unsigned value
  * Named properties of a board (and of its transport) and of a camera. type 1: value points to a
  * 32-bit integer and index, if not NULL, to a link or port number. type 3: value is a character
  * buffer and index points to its 32-bit length; a getter sets the length needed, terminator
- * included. Codes: -1990 wrong type, -1017 no value, -2000 unknown name, -1013 a direction the
- * property does not allow. */
+ * included. Codes: MLO_ERR_INVALID_TYPE wrong type, MLO_ERR_INVALID_POINTER no value,
+ * MLO_ERR_NOT_IMPLEMENTED unknown name, MLO_ERR_ACCESS_DENIED a direction the property does not
+ * allow. */
 VESK_GENICAM_API int Mlo_getBoardPropertyWithType(MloBoardHandle* board, char* name, void* value,
                                                   unsigned int type, void* index);
 VESK_GENICAM_API int Mlo_setBoardPropertyWithType(MloBoardHandle* board, char* name, void* value,
@@ -305,7 +310,7 @@ VESK_GENICAM_API int Mlo_RegisterEventCallback(MloBoardHandle* board, MloEventCa
                                                const void* user);
 VESK_GENICAM_API int Mlo_registerBoardEventCallback(MloBoardHandle* board,
                                                     MloBoardEventCallback callback, void* user);
-/* Camera events are not delivered: always -2000. */
+/* Camera events are not delivered: always MLO_ERR_NOT_IMPLEMENTED. */
 typedef int (*MloCameraEventCallback)(MloCameraHandle* camera, const MloEventInfo* info,
                                       void* user);
 VESK_GENICAM_API int Mlo_registerCameraEventCallback(MloCameraHandle* camera,
@@ -316,8 +321,9 @@ VESK_GENICAM_API int Mlo_registerCameraEventCallback(MloCameraHandle* camera,
  * A board configuration file holds the camera layout that a scan found: per camera its stream
  * packet size, link speed, master ID and the ports of its links. Saving walks the cameras by
  * index and ends at the first one without a link. Loading compares the file with the cameras
- * found now and changes nothing: -1999 for a difference, -1014 for a bad file, -1003 for a
- * missing one. A link that moved to another frame-grabber port alone still gives 0. */
+ * found now and changes nothing: MLO_ERR_EXCEPTION for a difference, MLO_ERR_INVALID_DATA for a bad
+ * file, MLO_ERR_INVALID_FILENAME for a missing one. A link that moved to another frame-grabber port
+ * alone still gives 0. */
 VESK_GENICAM_API int Mlo_SaveBoardConfiguration(MloBoardHandle* board, const char* file);
 VESK_GENICAM_API int Mlo_LoadBoardConfiguration(MloBoardHandle* board, const char* file);
 
@@ -362,21 +368,22 @@ VESK_GENICAM_API int Mlo_UnloadConnectionProfile(MloConnectionProfile* profile);
 
 /* Writes the board's multiplexer word and each port's operator and speed to a text file. */
 VESK_GENICAM_API int Mlo_StoreLowLevelLinkProfile(MloBoardHandle* board, char* file);
-/* Not supported: changes nothing and gives -1991 for a file that exists, -1006 for one that
- * does not. */
+/* Not supported: changes nothing and gives MLO_ERR_INVALID_ARGUMENT for a file that exists,
+ * MLO_ERR_FILE_ACCESS for one that does not. */
 VESK_GENICAM_API int Mlo_RestoreLowLevelLinkProfile(MloBoardHandle* board, char* file);
 
 /* Camera parameter dump.
  *
  * Writes the values of the camera's features to a text file, one "name=value" line each; values
  * that cannot be written back stand in comment lines that begin with '#'. Needs a connected
- * camera (-1100). -1003 for a file that cannot be opened; -1999 if the node map is missing. */
+ * camera (MLO_ERR_NO_GENICAM_CONNECTION). MLO_ERR_INVALID_FILENAME for a file that cannot be
+ * opened; MLO_ERR_EXCEPTION if the node map is missing. */
 VESK_GENICAM_API int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file);
 /* Writes the uncommented lines of such a file back, in the order of the file. Bit 0 of flags is
- * strict: an unknown name or a value that does not fit its feature ends the load with -1102
- * (the lines before stay applied); without it such lines are skipped. A value the camera
- * refuses raises a GenICam exception through this function in either mode: C++ callers catch
- * it. */
+ * strict: an unknown name or a value that does not fit its feature ends the load with
+ * MLO_ERR_INVALID_FEATURE (the lines before stay applied); without it such lines are skipped. A
+ * value the camera refuses raises a GenICam exception through this function in either mode: C++
+ * callers catch it. */
 VESK_GENICAM_API int Mlo_LoadCameraParameters(MloCameraHandle* camera, const char* file,
                                               unsigned int flags);
 

@@ -23,7 +23,6 @@ namespace {
 
 constexpr unsigned int kAllPorts = 65535;
 constexpr unsigned int kPowerCycle = 2;
-constexpr int kNotImplemented = -2000;
 
 CDriver* Driver(MloBoardHandle* board) { return reinterpret_cast<CDriver*>(board); }
 CCameraInterface* Camera(MloCameraHandle* camera) {
@@ -47,7 +46,7 @@ template <class Call, class Action>
 int ConnectLinked(Call& call, MloCameraHandle* camera, Action connect) {
   CCameraInterface* target = Camera(camera);
   target->SwitchToInternalGenICam(true);
-  if (!target->IsConnected()) return call.Return(-1211);
+  if (!target->IsConnected()) return call.Return(MLO_ERR_NO_PHYSICAL_CONNECTION);
   return call.Return(connect(target));
 }
 
@@ -57,14 +56,14 @@ int Mlo_initBoardEx(Fg_Struct_s* board, unsigned int flags, MloBoardHandle** han
                     unsigned int portMask) {
   ApiCall call(__LINE__, "Mlo_initBoardEx",
                [=] { return FormatBoardLibraryHandle(board, portMask); });
-  if (!board) return call.Fail(-1991, "Invalid FG handle");
-  if (!handle) return call.Fail(-1991, "Invalid board handle pointer");
+  if (!board) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid FG handle");
+  if (!handle) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid board handle pointer");
   CDriver* driver = nullptr;
   try {
     driver = new CDriver();
   } catch (...) {
     *handle = nullptr;
-    return call.Fail(-1018, "Not enough memory to allocate board handle");
+    return call.Fail(MLO_ERR_OUT_OF_MEMORY, "Not enough memory to allocate board handle");
   }
   if (const int code = driver->Init(board, flags & 1)) {
     delete driver;
@@ -83,7 +82,7 @@ int Mlo_initBoard(Fg_Struct_s* board, unsigned int flags, MloBoardHandle** handl
 void Mlo_freeBoard(MloBoardHandle* board) {
   ApiCall call(__LINE__, "Mlo_freeBoard", [=] { return FormatBoard(board); });
   if (!board) {
-    call.Fail(-1001, "Invalid board handle");
+    call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
     return;
   }
   delete Driver(board);
@@ -91,8 +90,8 @@ void Mlo_freeBoard(MloBoardHandle* board) {
 
 int Mlo_powerSwitch(MloBoardHandle* board, unsigned int portMask) {
   ApiCall call(__LINE__, "Mlo_powerSwitch", [=] { return FormatPortMaskBoard(portMask, board); });
-  if (portMask == 0) return call.Fail(-1208, "Invalid Port Mask ");
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (portMask == 0) return call.Fail(MLO_ERR_INVALID_PORT, "Invalid Port Mask ");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   return call.Return(Driver(board)->PowerSwitchExt(portMask, kPowerCycle));
 }
 
@@ -100,8 +99,8 @@ int Mlo_powerSwitchExt(MloBoardHandle* board, unsigned int portMask, unsigned in
   ApiCall call(
       __LINE__, "Mlo_powerSwitchExt", [=] { return FormatPortMaskBoard(portMask, board); },
       [=] { return "Command: " + std::to_string(command); });
-  if (portMask == 0) return call.Fail(-1208, "Invalid Port Mask ");
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (portMask == 0) return call.Fail(MLO_ERR_INVALID_PORT, "Invalid Port Mask ");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   return call.Return(Driver(board)->PowerSwitchExt(portMask, command));
 }
 
@@ -110,8 +109,8 @@ int Mlo_scanPortsEx(MloBoardHandle* board, unsigned int portMask, unsigned int t
   ApiCall call(
       __LINE__, "Mlo_scanPortsEx", [=] { return FormatPortMaskBoard(portMask, board); },
       [=] { return "Speed: " + std::to_string(speed) + "; Flags: " + std::to_string(flags); });
-  if (portMask == 0) return call.Fail(-1208, "Invalid Port Mask ");
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (portMask == 0) return call.Fail(MLO_ERR_INVALID_PORT, "Invalid Port Mask ");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   return call.Return(Driver(board)->Discovery(portMask, speed, timeoutMs, flags));
 }
 
@@ -137,14 +136,14 @@ int Mlo_isCameraAvailableAtIndex(MloBoardHandle* board, unsigned int index) {
 
 int Mlo_getCameraCount(MloBoardHandle* board) {
   ApiCall call(__LINE__, "Mlo_getCameraCount", [=] { return FormatBoard(board); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   return call.Return(static_cast<int>(Driver(board)->GetNrOfCameras()));
 }
 
 int Mlo_getCamera(MloBoardHandle* board, unsigned int port, MloCameraHandle** camera) {
   ApiCall call(__LINE__, "Mlo_getCamera", [=] { return FormatBoardPort(board, port); });
-  if (!camera) return call.Fail(-1991, "Invalid camera handle pointer");
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid camera handle pointer");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   *camera = Handle(Driver(board)->GetCameraByGrabberPort(port));
   call.AppendHandle("P15MloCameraHandle", *camera);
   return call.Return(0);
@@ -153,9 +152,9 @@ int Mlo_getCamera(MloBoardHandle* board, unsigned int port, MloCameraHandle** ca
 // camera is not checked: a caller that asks for a camera brings the place for it.
 int Mlo_getCameraByIndex(MloBoardHandle* board, unsigned int index, MloCameraHandle** camera) {
   ApiCall call(__LINE__, "Mlo_getCameraByIndex", [=] { return FormatBoardIndex(board, index); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   CCameraInterface* found = Driver(board)->GetCamera(index);
-  if (!found) return call.Fail(-1991, "Invalid camera handle");
+  if (!found) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid camera handle");
   *camera = Handle(found);
   call.AppendHandle("P15MloCameraHandle", *camera);
   return call.Return(0);
@@ -164,7 +163,7 @@ int Mlo_getCameraByIndex(MloBoardHandle* board, unsigned int index, MloCameraHan
 MloCameraInfo* Mlo_getCameraInfo(MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_getCameraInfo", [=] { return FormatCamera(camera); });
   if (!camera) {
-    call.Fail(-1000, "Invalid camera handle");
+    call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
     return nullptr;
   }
   MloCameraInfo* info = Camera(camera)->GetCameraInfo();
@@ -172,25 +171,26 @@ MloCameraInfo* Mlo_getCameraInfo(MloCameraHandle* camera) {
   return info;
 }
 
-// Applications know -2000 from this function as its normal end; the trace shows 0.
+// Applications know MLO_ERR_NOT_IMPLEMENTED from this function as its normal end; the trace shows
+// 0.
 int Mlo_updateCameraInfos(MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_updateCameraInfos", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
   Camera(camera)->UpdateCameraInfo();
   call.Return(0);
-  return kNotImplemented;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }
 
 int Mlo_loadCameraXml(MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_loadCameraXml", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
-  if (!Camera(camera)->IsConnected()) return call.Return(-1211);
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
+  if (!Camera(camera)->IsConnected()) return call.Return(MLO_ERR_NO_PHYSICAL_CONNECTION);
   return call.Return(Camera(camera)->LoadXml());
 }
 
 int Mlo_connectCamera(MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_connectCamera", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
   return ConnectLinked(call, camera,
                        [](CCameraInterface* target) { return target->ConnectCamera(); });
 }
@@ -199,16 +199,16 @@ int Mlo_connectCameraWithExternalXml(MloCameraHandle* camera, char* path) {
   ApiCall call(
       __LINE__, "Mlo_connectCameraWithExternalXml", [=] { return FormatCamera(camera); },
       [=] { return "File: " + std::string(path ? path : ""); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
-  if (!path) return call.Fail(-1003, "Invalid file name");
-  if (!CUtility::FileExists(path)) return call.Fail(-1002, "File not found");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
+  if (!path) return call.Fail(MLO_ERR_INVALID_FILENAME, "Invalid file name");
+  if (!CUtility::FileExists(path)) return call.Fail(MLO_ERR_FILE_NOT_FOUND, "File not found");
   return ConnectLinked(call, camera,
                        [=](CCameraInterface* target) { return target->ConnectCamera(path); });
 }
 
 int Mlo_disconnectCamera(MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_disconnectCamera", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
   CCameraInterface* target = Camera(camera);
   target->SetGenicamConnected(false);
   target->LinkDisconnect();
@@ -219,8 +219,8 @@ int Mlo_disconnectCamera(MloCameraHandle* camera) {
 // The scan made the link; this only tells whether it is there.
 int Mlo_LinkConnect(MloBoardHandle*, MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_LinkConnect", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
-  return call.Return(Camera(camera)->IsConnected() ? 0 : -1010);
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
+  return call.Return(Camera(camera)->IsConnected() ? 0 : MLO_ERR_NO_INTERFACE);
 }
 
 int Mlo_CxpConnect(MloBoardHandle* board, MloCameraHandle* camera) {
@@ -230,7 +230,7 @@ int Mlo_CxpConnect(MloBoardHandle* board, MloCameraHandle* camera) {
 
 int Mlo_LinkDisconnect(MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_LinkDisconnect", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
   Camera(camera)->LinkDisconnect();
   return call.Return(0);
 }
@@ -244,8 +244,8 @@ int Mlo_getGenICamXML(MloCameraHandle* camera, char* buffer, size_t* size) {
   ApiCall call(
       __LINE__, "Mlo_getGenICamXML", [=] { return FormatCamera(camera); },
       [] { return std::string("Xml: "); });
-  if (!size) return call.Fail(-1991, "Invalid value pointer");
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
+  if (!size) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
   return call.Return(Camera(camera)->GetXml(buffer, size));
 }
 
@@ -253,61 +253,63 @@ int Mlo_setGenICamXML(MloCameraHandle* camera, const char* xml, size_t size) {
   ApiCall call(
       __LINE__, "Mlo_setGenICamXML", [=] { return FormatCamera(camera); },
       [] { return std::string("Xml: "); });
-  if (!xml) return call.Fail(-1991, "Invalid value pointer");
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
+  if (!xml) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
   return call.Return(Camera(camera)->SetXml(xml, size));
 }
 
 int Mlo_clearStringCache(MloCameraHandle* camera) {
   ApiCall call(__LINE__, "Mlo_clearStringCache", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
-  return call.Return(CatchAtBoundary(
-      [&](const std::string& message) { call.Fail(vesk::genicam::kExceptionCaught, message); },
-      [] { return "clearing string cache"; },
-      [=] {
-        Camera(camera)->ClearStringCache();
-        return 0;
-      }));
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
+  return call.Return(
+      CatchAtBoundary([&](const std::string& message) { call.Fail(MLO_ERR_EXCEPTION, message); },
+                      [] { return "clearing string cache"; },
+                      [=] {
+                        Camera(camera)->ClearStringCache();
+                        return 0;
+                      }));
 }
 
 int Mlo_getCameraByIp(MloBoardHandle*, int, unsigned int, MloCameraHandle**) {
-  return kNotImplemented;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }
 
 int Mlo_getCameraByMac(MloBoardHandle*, int, unsigned char*, MloCameraHandle**) {
-  return kNotImplemented;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }
 
 int Mlo_getCameraByUserName(MloBoardHandle*, int, char*, MloCameraHandle**) {
-  return kNotImplemented;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }
 
-int Mlo_getFirstCamera(MloBoardHandle*, int, MloCameraHandle**) { return kNotImplemented; }
+int Mlo_getFirstCamera(MloBoardHandle*, int, MloCameraHandle**) { return MLO_ERR_NOT_IMPLEMENTED; }
 
-int Mlo_scanNetwork(MloBoardHandle*, int, int) { return kNotImplemented; }
+int Mlo_scanNetwork(MloBoardHandle*, int, int) { return MLO_ERR_NOT_IMPLEMENTED; }
 
-int Mlo_switchCameraConnection(MloCameraHandle*, MloBoardHandle*, int) { return kNotImplemented; }
+int Mlo_switchCameraConnection(MloCameraHandle*, MloBoardHandle*, int) {
+  return MLO_ERR_NOT_IMPLEMENTED;
+}
 
-int Mlo_invalidateCache(MloCameraHandle*) { return kNotImplemented; }
+int Mlo_invalidateCache(MloCameraHandle*) { return MLO_ERR_NOT_IMPLEMENTED; }
 
-int Mlo_lockTLParams(MloCameraHandle*) { return kNotImplemented; }
+int Mlo_lockTLParams(MloCameraHandle*) { return MLO_ERR_NOT_IMPLEMENTED; }
 
-int Mlo_unlockTLParams(MloCameraHandle*) { return kNotImplemented; }
+int Mlo_unlockTLParams(MloCameraHandle*) { return MLO_ERR_NOT_IMPLEMENTED; }
 
-int Mlo_enableChecks(MloCameraHandle*, unsigned int) { return kNotImplemented; }
+int Mlo_enableChecks(MloCameraHandle*, unsigned int) { return MLO_ERR_NOT_IMPLEMENTED; }
 
 int Mlo_connectCameraSocket(MloCameraHandle*, unsigned int, unsigned int*) {
-  return kNotImplemented;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }
 
-int Mlo_disconnectCameraSocket(MloCameraHandle*, unsigned int) { return kNotImplemented; }
+int Mlo_disconnectCameraSocket(MloCameraHandle*, unsigned int) { return MLO_ERR_NOT_IMPLEMENTED; }
 
 int Mlo_sendCameraSocket(MloCameraHandle*, unsigned int, const void*, unsigned long) {
-  return kNotImplemented;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }
 
 int Mlo_recvCameraSocket(MloCameraHandle*, unsigned int, void*, unsigned long*, unsigned int) {
-  return kNotImplemented;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }
 
 int Mlo_callInternalFunction(MloBoardHandle*, int, void*) { return -1; }

@@ -24,8 +24,8 @@ namespace {
 
 constexpr unsigned int kTypeInteger = 1;
 constexpr uint32_t kSavedPorts = 4;
-constexpr int kDifference = -1999;
-constexpr int kBadConfigFile = -1014;
+constexpr int kDifference = MLO_ERR_EXCEPTION;
+constexpr int kBadConfigFile = MLO_ERR_INVALID_DATA;
 
 CDriver* Driver(MloBoardHandle* board) { return reinterpret_cast<CDriver*>(board); }
 
@@ -118,7 +118,7 @@ std::optional<int> CompareCamera(Call& call, MloBoardHandle* board,
   if (const int code = Mlo_getCamera(board, masterPort, &camera)) {
     return call.Fail(code, "Error getting camera by master index");
   }
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
 
   struct Field {
     const char* name;
@@ -145,7 +145,7 @@ std::optional<int> CompareCamera(Call& call, MloBoardHandle* board,
   for (uint32_t link = 0; link < config.GetLinkCount(group); ++link) {
     const uint32_t savedPort = config.GetPhysicalIndex(group, link);
     // No camera property has this name: a saved extension link on another port ends the
-    // comparison with the getter's -2000.
+    // comparison with the getter's MLO_ERR_NOT_IMPLEMENTED.
     const char* role = savedPort == masterPort ? "MasterLink" : "EXTENSIONLINK";
     uint32_t value = 0;
     if (const int code = ReadInteger(camera, role, value, &link)) {
@@ -187,8 +187,8 @@ void ConnectCameras(MloConnectionProfile& profile) {
     }
     profile.cameras[i] = camera;
     const int link = Mlo_LinkConnect(profile.board, camera);
-    // -1206, a layout that differs, still leaves a usable link.
-    if (link != 0 && link != -1206) {
+    // MLO_ERR_LAYOUT_MISMATCH, a layout that differs, still leaves a usable link.
+    if (link != 0 && link != MLO_ERR_LAYOUT_MISMATCH) {
       profile.states[i] = MLO_PROFILE_LINK_NOT_CONNECTED;
       continue;
     }
@@ -228,10 +228,10 @@ int LoadConnectionProfileOfBoard(MloBoardHandle* board, const char* file,
 
 int Mlo_SaveBoardConfiguration(MloBoardHandle* board, const char* file) {
   ApiCall call(__LINE__, "Mlo_SaveBoardConfiguration", [=] { return FormatBoard(board); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
-  if (!file || !*file) return call.Fail(-1003, "Invalid config file name");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
+  if (!file || !*file) return call.Fail(MLO_ERR_INVALID_FILENAME, "Invalid config file name");
   const std::shared_ptr<CxpLinkConfiguration> config = MakeConfiguration();
-  if (!config) return call.Fail(-1999, "Invalid config pointer");
+  if (!config) return call.Fail(MLO_ERR_EXCEPTION, "Invalid config pointer");
   try {
     if (const int code = FillConfiguration(call, board, *config)) return code;
   } catch (const std::exception&) {
@@ -240,19 +240,19 @@ int Mlo_SaveBoardConfiguration(MloBoardHandle* board, const char* file) {
   try {
     config->WriteToFile(file);
   } catch (const std::exception&) {
-    return call.Fail(-1006, "Error saving config file");
+    return call.Fail(MLO_ERR_FILE_ACCESS, "Error saving config file");
   }
   return call.Return(0);
 }
 
 int Mlo_LoadBoardConfiguration(MloBoardHandle* board, const char* file) {
   ApiCall call(__LINE__, "Mlo_LoadBoardConfiguration", [=] { return FormatBoard(board); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
-  if (!file || !*file) return call.Fail(-1003, "Invalid config file name");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
+  if (!file || !*file) return call.Fail(MLO_ERR_INVALID_FILENAME, "Invalid config file name");
   const std::shared_ptr<CxpLinkConfiguration> config = MakeConfiguration();
-  if (!config) return call.Fail(-1999, "Invalid config pointer");
+  if (!config) return call.Fail(MLO_ERR_EXCEPTION, "Invalid config pointer");
   std::error_code error;
-  if (!std::filesystem::exists(file, error)) return call.Return(-1003);
+  if (!std::filesystem::exists(file, error)) return call.Return(MLO_ERR_INVALID_FILENAME);
   try {
     config->ReadFromFile(file);
   } catch (const std::exception&) {
@@ -267,7 +267,8 @@ int Mlo_LoadBoardConfiguration(MloBoardHandle* board, const char* file) {
 int Mlo_LoadConnectionProfile(Fg_Struct_s* board, const char* file,
                               MloConnectionProfile** profile) {
   ApiCall call(__LINE__, "Mlo_LoadConnectionProfile", [=] { return FormatFgBoard(board); });
-  if (!board || !file || !profile || !*file) return call.Fail(-1991, "Invalid parameter");
+  if (!board || !file || !profile || !*file)
+    return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid parameter");
   MloBoardHandle* handle = nullptr;
   if (const int code = Mlo_initBoard(board, 0, &handle)) {
     *profile = nullptr;
@@ -280,7 +281,7 @@ int Mlo_LoadConnectionProfile(Fg_Struct_s* board, const char* file,
 
 int Mlo_UnloadConnectionProfile(MloConnectionProfile* profile) {
   ApiCall call(__LINE__, "Mlo_UnloadConnectionProfile", [=] { return FormatProfile(profile); });
-  if (!profile) return call.Fail(-1991, "Invalid parameter");
+  if (!profile) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid parameter");
   for (int i = 0; profile->cameras && i < profile->cameraCount; ++i) {
     if (!profile->cameras[i]) continue;
     Mlo_disconnectCamera(profile->cameras[i]);
@@ -293,14 +294,14 @@ int Mlo_UnloadConnectionProfile(MloConnectionProfile* profile) {
 
 int Mlo_StoreLowLevelLinkProfile(MloBoardHandle* board, char* file) {
   ApiCall call(__LINE__, "Mlo_StoreLowLevelLinkProfile", [=] { return FormatBoard(board); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
-  if (!file || !*file) return call.Fail(-1003, "Invalid config file name");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
+  if (!file || !*file) return call.Fail(MLO_ERR_INVALID_FILENAME, "Invalid config file name");
   return call.Return(Driver(board)->StoreLowLevelLinkProfile(file));
 }
 
 int Mlo_RestoreLowLevelLinkProfile(MloBoardHandle* board, char* file) {
   ApiCall call(__LINE__, "Mlo_RestoreLowLevelLinkProfile", [=] { return FormatBoard(board); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
-  if (!file || !*file) return call.Fail(-1003, "Invalid config file name");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
+  if (!file || !*file) return call.Fail(MLO_ERR_INVALID_FILENAME, "Invalid config file name");
   return call.Return(Driver(board)->RestoreLowLevelLinkProfile(file));
 }

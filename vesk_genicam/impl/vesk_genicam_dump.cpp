@@ -217,19 +217,20 @@ using vesk::genicam::FormatCamera;
 
 int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file) {
   ApiCall call(__LINE__, "Mlo_SaveCameraParameters", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
   auto* cameraInterface = reinterpret_cast<CCameraInterface*>(camera);
-  if (!cameraInterface->IsGenicamConnected()) return call.Fail(-1100, "Invalid XML connection ");
-  if (!file) return call.Fail(-1003, " Invalid param File Name");
+  if (!cameraInterface->IsGenicamConnected())
+    return call.Fail(MLO_ERR_NO_GENICAM_CONNECTION, "Invalid XML connection ");
+  if (!file) return call.Fail(MLO_ERR_INVALID_FILENAME, " Invalid param File Name");
   std::ofstream stream(file, std::ios::out | std::ios::trunc);
-  if (!stream) return call.Return(-1003);
+  if (!stream) return call.Return(MLO_ERR_INVALID_FILENAME);
   return call.Return(vesk::genicam::CatchAtBoundary(
-      [&](const std::string& message) { call.Fail(vesk::genicam::kExceptionCaught, message); },
+      [&](const std::string& message) { call.Fail(MLO_ERR_EXCEPTION, message); },
       [] { return "saving camera parameters"; },
       [&] {
         const bool done =
             vesk::genicam::dumpCameraParameters(stream, cameraInterface->GetCameraNodeMap());
-        return done ? 0 : vesk::genicam::kExceptionCaught;
+        return done ? 0 : MLO_ERR_EXCEPTION;
       }));
 }
 
@@ -237,14 +238,15 @@ int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file) {
 // camera refuses ends the load in the caller's catch, in strict and in lax mode.
 int Mlo_LoadCameraParameters(MloCameraHandle* camera, const char* file, unsigned int flags) {
   ApiCall call(__LINE__, "Mlo_LoadCameraParameters", [=] { return FormatCamera(camera); });
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
   auto* cameraInterface = reinterpret_cast<CCameraInterface*>(camera);
-  if (!cameraInterface->IsGenicamConnected()) return call.Fail(-1100, "Invalid XML connection ");
-  if (!file) return call.Fail(-1003, " Invalid param File Name");
+  if (!cameraInterface->IsGenicamConnected())
+    return call.Fail(MLO_ERR_NO_GENICAM_CONNECTION, "Invalid XML connection ");
+  if (!file) return call.Fail(MLO_ERR_INVALID_FILENAME, " Invalid param File Name");
   std::ifstream stream(file);
-  if (!stream) return call.Return(-1003);
+  if (!stream) return call.Return(MLO_ERR_INVALID_FILENAME);
   const bool done =
       vesk::genicam::restoreCameraParameters(stream, cameraInterface->GetCameraNodeMap(),
                                              flags & vesk::genicam::kStrict, nullptr, nullptr);
-  return call.Return(done ? 0 : -1102);
+  return call.Return(done ? 0 : MLO_ERR_INVALID_FEATURE);
 }

@@ -15,7 +15,6 @@
 using vesk::genicam::ApiCall;
 using vesk::genicam::CatchAtBoundary;
 using vesk::genicam::FormatCamera;
-using vesk::genicam::kExceptionCaught;
 
 namespace {
 
@@ -29,13 +28,13 @@ std::string Text(const char* text) { return text ? text : ""; }
 
 // A failure line of the helpers below, with the arguments of the exported call they serve.
 int Fail(const ArgumentFormatter& formatter, int code, const std::string& message) {
-  vesk::genicam::WriteThreadLine(vesk::genicam::GetLibraryLogger(), 5,
-                                 [&] { return formatter() + "|" + message; });
+  vesk::tools::logging::WriteThreadLine(vesk::genicam::LibraryLogger().Get(), 5,
+                                        [&] { return formatter() + "|" + message; });
   return code;
 }
 
 auto Reporter(const ArgumentFormatter& formatter) {
-  return [&formatter](const std::string& message) { Fail(formatter, kExceptionCaught, message); };
+  return [&formatter](const std::string& message) { Fail(formatter, MLO_ERR_EXCEPTION, message); };
 }
 
 auto Action(const char* words, const char* feature) {
@@ -59,15 +58,20 @@ std::string SetterNote(const char* feature, const char* value) {
 template <class T>
 int checkParameterAndGetGenApiPtrType(MloCameraHandle* camera, const char* feature, T* pointer,
                                       ArgumentFormatter argumentFormatter) {
-  if (!camera) return Fail(argumentFormatter, -1000, "Invalid camera handle");
-  if (!feature || !*feature) return Fail(argumentFormatter, -1102, "Invalid feature name");
-  if (!pointer) return Fail(argumentFormatter, -1998, "Invalid value pointer");
+  if (!camera)
+    return Fail(argumentFormatter, MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
+  if (!feature || !*feature)
+    return Fail(argumentFormatter, MLO_ERR_INVALID_FEATURE, "Invalid feature name");
+  if (!pointer) return Fail(argumentFormatter, MLO_ERR_INTERNAL, "Invalid value pointer");
   return CatchAtBoundary(Reporter(argumentFormatter), Action("getting feature ", feature), [&] {
     GenApi::CNodeMapRef* nodeMap = Camera(camera)->GetCameraNodeMap();
-    if (!nodeMap) return Fail(argumentFormatter, -1100, "Failed to get camera node map");
+    if (!nodeMap)
+      return Fail(argumentFormatter, MLO_ERR_NO_GENICAM_CONNECTION,
+                  "Failed to get camera node map");
     *pointer = nodeMap->_GetNode(GenICam::gcstring(feature));
     if (!pointer->IsValid()) {
-      return Fail(argumentFormatter, -1102, "Failed to get feature " + Text(feature));
+      return Fail(argumentFormatter, MLO_ERR_INVALID_FEATURE,
+                  "Failed to get feature " + Text(feature));
     }
     return 0;
   });
@@ -82,15 +86,16 @@ int __impl_Mlo_setGenICamSimpleValue(MloCameraHandle* camera, const char* featur
   }
   return CatchAtBoundary(Reporter(formatter), Action("setting feature ", feature), [&] {
     if (static_cast<GenApi::IBase*>(node)->GetAccessMode() == GenApi::RO) {
-      return Fail(formatter, -1105, "Feature " + Text(feature) + " is read only");
+      return Fail(formatter, MLO_ERR_FEATURE_READ_ONLY,
+                  "Feature " + Text(feature) + " is read only");
     }
     node->SetValue(value, true);
     return 0;
   });
 }
 
-// A read of a write-only node answers with the setter's words and code, not -1104 "write only"
-// as the enumerations have it.
+// A read of a write-only node answers with the setter's words and code, not
+// MLO_ERR_FEATURE_WRITE_ONLY as the enumerations have it.
 template <class T>
 bool IsWriteOnly(const T& node) {
   return static_cast<GenApi::IBase*>(node)->GetAccessMode() == GenApi::WO;
@@ -99,14 +104,15 @@ bool IsWriteOnly(const T& node) {
 template <class V, class T>
 int __impl_Mlo_getGenICamSimpleValue(MloCameraHandle* camera, const char* feature, V* value,
                                      ArgumentFormatter formatter) {
-  if (!value) return Fail(formatter, -1991, "Invalid value pointer");
+  if (!value) return Fail(formatter, MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
   T node;
   if (int code = checkParameterAndGetGenApiPtrType(camera, feature, &node, formatter)) {
     return code;
   }
   return CatchAtBoundary(Reporter(formatter), Action("getting feature ", feature), [&] {
     if (IsWriteOnly(node))
-      return Fail(formatter, -1105, "Feature " + Text(feature) + " is read only");
+      return Fail(formatter, MLO_ERR_FEATURE_READ_ONLY,
+                  "Feature " + Text(feature) + " is read only");
     *value = node->GetValue(false, false);
     return 0;
   });
@@ -121,7 +127,8 @@ int __impl_Mlo_getGenICamSimpleValueLimits(MloCameraHandle* camera, const char* 
   }
   return CatchAtBoundary(Reporter(formatter), Action("getting feature ", feature), [&] {
     if (IsWriteOnly(node))
-      return Fail(formatter, -1105, "Feature " + Text(feature) + " is read only");
+      return Fail(formatter, MLO_ERR_FEATURE_READ_ONLY,
+                  "Feature " + Text(feature) + " is read only");
     *min = node->GetMin();
     *max = node->GetMax();
     *inc = node->GetInc();
@@ -151,7 +158,7 @@ int Mlo_getIntegerValueLimits(MloCameraHandle* camera, const char* feature, int6
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_getIntegerValueLimits", arguments,
                [=] { return FeatureNote(feature); });
-  if (!min || !max || !inc) return call.Fail(-1991, "Invalid value pointer");
+  if (!min || !max || !inc) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
   return call.Return(__impl_Mlo_getGenICamSimpleValueLimits<int64_t, GenApi::CIntegerPtr>(
       camera, feature, min, max, inc, arguments));
 }
@@ -167,7 +174,7 @@ int Mlo_setBooleanValue(MloCameraHandle* camera, const char* feature, unsigned v
 int Mlo_getBooleanValue(MloCameraHandle* camera, const char* feature, unsigned* value) {
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_getBooleanValue", arguments, [=] { return FeatureNote(feature); });
-  if (!value) return call.Fail(-1991, "Invalid value pointer");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
   bool state = false;
   const int code = __impl_Mlo_getGenICamSimpleValue<bool, GenApi::CBooleanPtr>(camera, feature,
                                                                                &state, arguments);
@@ -194,7 +201,7 @@ int Mlo_setStringValue(MloCameraHandle* camera, const char* feature, const char*
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_setStringValue", arguments,
                [=] { return SetterNote(feature, value); });
-  if (!value) return call.Fail(-1991, "Invalid value");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value");
   return call.Return(__impl_Mlo_setGenICamSimpleValue<const char*, GenApi::CStringPtr>(
       camera, feature, value, arguments));
 }
@@ -202,8 +209,8 @@ int Mlo_setStringValue(MloCameraHandle* camera, const char* feature, const char*
 int Mlo_getStringValue(MloCameraHandle* camera, const char* feature, const char** value) {
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_getStringValue", arguments, [=] { return FeatureNote(feature); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
-  if (!value) return call.Fail(-1991, "Invalid value pointer");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
   GenApi::CStringPtr node;
   if (int code = checkParameterAndGetGenApiPtrType(camera, feature, &node, arguments)) {
     return call.Return(code);
@@ -220,7 +227,7 @@ int Mlo_setEnumerationValue(MloCameraHandle* camera, const char* feature, const 
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_setEnumerationValue", arguments,
                [=] { return SetterNote(feature, value); });
-  if (!value) return call.Fail(-1991, "Invalid value");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value");
   GenApi::CEnumerationPtr node;
   if (int code = checkParameterAndGetGenApiPtrType(camera, feature, &node, arguments)) {
     return call.Return(code);
@@ -232,7 +239,7 @@ int Mlo_setEnumerationValue(MloCameraHandle* camera, const char* feature, const 
       [&] { return "setting enum value " + std::string(value) + "in " + feature; },
       [&] {
         GenApi::IEnumEntry* entry = node->GetEntryByName(value);
-        if (!entry) return Fail(arguments, -1991, "Invalid enum value");
+        if (!entry) return Fail(arguments, MLO_ERR_INVALID_ARGUMENT, "Invalid enum value");
         // No access test: the node's own exception tells of a read-only feature.
         node->SetIntValue(entry->GetValue(), false);
         return 0;
@@ -243,7 +250,7 @@ int Mlo_getEnumerationValue(MloCameraHandle* camera, const char* feature, int64_
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_getEnumerationValue", arguments,
                [=] { return FeatureNote(feature); });
-  if (!value) return call.Fail(-1991, "Invalid value pointer");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
   GenApi::CEnumerationPtr node;
   if (int code = checkParameterAndGetGenApiPtrType(camera, feature, &node, arguments)) {
     return call.Return(code);
@@ -251,7 +258,7 @@ int Mlo_getEnumerationValue(MloCameraHandle* camera, const char* feature, int64_
   return call.Return(
       CatchAtBoundary(Reporter(arguments), Action("getting enum value ", feature), [&] {
         if (static_cast<GenApi::IBase*>(node)->GetAccessMode() == GenApi::WO) {
-          return Fail(arguments, -1104, "Value is write only");
+          return Fail(arguments, MLO_ERR_FEATURE_WRITE_ONLY, "Value is write only");
         }
         *value = node->GetIntValue(false, false);
         return 0;
@@ -263,8 +270,8 @@ int Mlo_getEnumerationValueAsString(MloCameraHandle* camera, const char* feature
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_getEnumerationValueAsString", arguments,
                [=] { return FeatureNote(feature); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
-  if (!value) return call.Fail(-1991, "Invalid value pointer");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
   GenApi::CEnumerationPtr node;
   if (int code = checkParameterAndGetGenApiPtrType(camera, feature, &node, arguments)) {
     return call.Return(code);
@@ -272,10 +279,11 @@ int Mlo_getEnumerationValueAsString(MloCameraHandle* camera, const char* feature
   return call.Return(
       CatchAtBoundary(Reporter(arguments), Action("getting enum value ", feature), [&] {
         if (static_cast<GenApi::IBase*>(node)->GetAccessMode() == GenApi::WO) {
-          return Fail(arguments, -1104, "Value is write only");
+          return Fail(arguments, MLO_ERR_FEATURE_WRITE_ONLY, "Value is write only");
         }
         const GenApi::CEnumEntryPtr entry = node->GetCurrentEntry(false, false);
-        if (!entry.IsValid()) return Fail(arguments, -1014, "Invalid data in feature");
+        if (!entry.IsValid())
+          return Fail(arguments, MLO_ERR_INVALID_DATA, "Invalid data in feature");
         *value = Camera(camera)->InsertInStringCache(entry->GetSymbolic().c_str());
         return 0;
       }));
@@ -298,7 +306,7 @@ int Mlo_executeCommand(MloCameraHandle* camera, const char* feature) {
 int Mlo_isCommandDone(MloCameraHandle* camera, const char* feature, unsigned* done) {
   const ArgumentFormatter arguments = [=] { return FormatCamera(camera); };
   ApiCall call(__LINE__, "Mlo_isCommandDone", arguments, [=] { return FeatureNote(feature); });
-  if (!done) return call.Fail(-1991, "Invalid value pointer");
+  if (!done) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value pointer");
   GenApi::CCommandPtr node;
   if (int code = checkParameterAndGetGenApiPtrType(camera, feature, &node, arguments)) {
     return call.Return(code);
@@ -314,14 +322,14 @@ int Mlo_startAcquisition(MloCameraHandle* camera, unsigned value) {
   ApiCall call(
       __LINE__, "Mlo_startAcquisition", [=] { return FormatCamera(camera); },
       [=] { return "value: " + std::to_string(value); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
   CCameraInterface* object = Camera(camera);
   // The link is asked before the port is tested; a camera is never made without a port.
   if (!object->IsTransceiverSynchronized()) {
-    return call.Fail(-1202, "Tranceiver not sysncronized");
+    return call.Fail(MLO_ERR_PACKET_SIZE_REFUSED, "Tranceiver not sysncronized");
   }
   IPortInterface* port = object->GetPortInterface();
-  if (!port) return call.Fail(-1000, "Invalid port handle");
+  if (!port) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid port handle");
   port->UpdatePreAcquisition();
   return call.Return(Mlo_executeCommand(camera, "AcquisitionStart"));
 }
@@ -330,6 +338,6 @@ int Mlo_stopAcquisition(MloCameraHandle* camera, unsigned value) {
   ApiCall call(
       __LINE__, "Mlo_stopAcquisition", [=] { return FormatCamera(camera); },
       [=] { return "value: " + std::to_string(value); });
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
   return call.Return(Mlo_executeCommand(camera, "AcquisitionStop"));
 }

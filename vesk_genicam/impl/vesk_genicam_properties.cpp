@@ -29,9 +29,9 @@ int Mlo_getBoardPropertyWithType(MloBoardHandle* board, char* name, void* value,
   ApiCall call(
       __LINE__, "Mlo_getBoardPropertyWithType", [=] { return FormatBoard(board); },
       PropertyNote(name));
-  if (!board) return call.Fail(-1001, "Invalid boardHandle");
-  if (!name) return call.Fail(-1991, "Invalid propertyName");
-  if (!value) return call.Fail(-1991, "Invalid value");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
+  if (!name) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid propertyName");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid value");
   return call.Return(Driver(board)->GetProperty(name, value, type, index));
 }
 
@@ -40,9 +40,9 @@ int Mlo_setBoardPropertyWithType(MloBoardHandle* board, char* name, void* value,
   ApiCall call(
       __LINE__, "Mlo_setBoardPropertyWithType", [=] { return FormatBoard(board); },
       PropertyNote(name));
-  if (!board) return call.Fail(-1001, "Invalid boardHandle");
-  if (!name) return call.Fail(-1991, "Invalid propertyName");
-  if (!value) return call.Fail(-1991, "Invalid propertyValuePtr");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
+  if (!name) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid propertyName");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid propertyValuePtr");
   return call.Return(Driver(board)->SetProperty(name, value, type, index));
 }
 
@@ -52,9 +52,9 @@ int Mlo_setCameraPropertyWithType(MloCameraHandle* camera, char* name, void* val
   ApiCall call(
       __LINE__, "Mlo_setCameraPropertyWithType", [=] { return FormatCamera(camera); },
       PropertyNote(name));
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
-  if (!name) return call.Fail(-1991, "Invalid propertyName");
-  if (!value) return call.Fail(-1991, "Invalid propertyValuePtr");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
+  if (!name) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid propertyName");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid propertyValuePtr");
   return call.Return(Camera(camera)->SetProperty(name, value, type, index));
 }
 
@@ -64,24 +64,24 @@ int Mlo_getCameraPropertyWithType(MloCameraHandle* camera, char* name, void* val
   ApiCall call(
       __LINE__, "Mlo_getCameraPropertyWithType", [=] { return FormatCamera(camera); },
       PropertyNote(name));
-  if (!camera) return call.Fail(-1001, "Invalid boardHandle");
-  if (!name) return call.Fail(-1991, "Invalid propertyName");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid boardHandle");
+  if (!name) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid propertyName");
   return call.Return(Camera(camera)->GetProperty(name, value, *type, index));
 }
 
 int Mlo_RegisterEventCallback(MloBoardHandle* board, MloEventCallback callback, const void* user) {
   ApiCall call(__LINE__, "Mlo_RegisterEventCallback", [=] { return FormatBoard(board); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   return call.Return(Driver(board)->SetEventCallback(callback, user));
 }
 
 int Mlo_registerBoardEventCallback(MloBoardHandle* board, MloBoardEventCallback callback,
                                    void* user) {
   ApiCall call(__LINE__, "Mlo_registerBoardEventCallback", [=] { return FormatBoard(board); });
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   return call.Return(Driver(board)->SetBoardEventCallback(callback, user));
 }
 
 int Mlo_registerCameraEventCallback(MloCameraHandle*, MloCameraEventCallback, void*) {
-  return -2000;
+  return MLO_ERR_NOT_IMPLEMENTED;
 }

@@ -42,12 +42,13 @@ unsigned char* Bytes(const void* data) {
 // stored its code, which it returns; port is then null.
 int MasterPort(CameraCall& call, MloCameraHandle* camera, IPortInterface*& port) {
   port = nullptr;
-  if (!camera) return call.Fail(-1000, "Invalid camera handle");
+  if (!camera) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid camera handle");
   auto* target = reinterpret_cast<CCameraInterface*>(camera);
-  // -1202 tells a lost link here, whatever its message says.
-  if (!target->IsTransceiverSynchronized()) return call.Fail(-1202, "Tranceiver not sysncronized");
+  // MLO_ERR_PACKET_SIZE_REFUSED tells a lost link here, whatever its message says.
+  if (!target->IsTransceiverSynchronized())
+    return call.Fail(MLO_ERR_PACKET_SIZE_REFUSED, "Tranceiver not sysncronized");
   port = target->GetPortInterface();
-  if (!port) return call.Fail(-1000, "Invalid port handle");
+  if (!port) return call.Fail(MLO_ERR_INVALID_CAMERA_HANDLE, "Invalid port handle");
   return 0;
 }
 
@@ -56,8 +57,8 @@ int __impl_Mlo_memoryReadFromCameraWithOrWithoutTimeout(MloCameraHandle* camera,
                                                         uint64_t address, uint64_t length,
                                                         bool useTimeout, unsigned int timeoutMs) {
   CameraCall call(__LINE__, "__impl_Mlo_memoryReadFromCameraWithOrWithoutTimeout", {camera});
-  if (length == 0) return call.Fail(-1991, "Invalid length");
-  if (!buffer) return call.Fail(-1991, "Invalid data");
+  if (length == 0) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid length");
+  if (!buffer) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid data");
   IPortInterface* port = nullptr;
   if (const int code = MasterPort(call, camera, port)) return code;
   return call.Return(port->ReadPacket(static_cast<unsigned int>(address), Bytes(buffer),
@@ -67,16 +68,16 @@ int __impl_Mlo_memoryReadFromCameraWithOrWithoutTimeout(MloCameraHandle* camera,
 
 int DirectRead(DirectCall& call, MloBoardHandle* board, unsigned int port, unsigned int address,
                void* buffer, unsigned int* length, unsigned int timeoutMs) {
-  if (!board) return call.Fail(-1001, "Invalid board handle");
-  if (!length) return call.Fail(-1991, "Invalid buffer length");
-  if (!buffer) return call.Fail(-1991, "Invalid data");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
+  if (!length) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid buffer length");
+  if (!buffer) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid data");
   return call.Return(Driver(board)->ReadPacket(port, address, Bytes(buffer), *length, timeoutMs));
 }
 
 int DirectWrite(DirectCall& call, MloBoardHandle* board, unsigned int port, unsigned int address,
                 const void* buffer, unsigned int length, unsigned int timeoutMs) {
-  if (!board) return call.Fail(-1001, "Invalid board handle");
-  if (!buffer) return call.Fail(-1991, "Invalid data");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
+  if (!buffer) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid data");
   return call.Return(Driver(board)->WritePacket(port, address, Bytes(buffer), length, timeoutMs));
 }
 
@@ -84,7 +85,7 @@ int DirectWrite(DirectCall& call, MloBoardHandle* board, unsigned int port, unsi
 
 int Mlo_registerReadFromCamera(MloCameraHandle* camera, uint32_t* value, uint64_t address) {
   CameraCall call(__LINE__, "Mlo_registerReadFromCamera", {camera});
-  if (!value) return call.Fail(-1991, "Invalid data");
+  if (!value) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid data");
   IPortInterface* port = nullptr;
   if (const int code = MasterPort(call, camera, port)) return code;
   uint32_t word = 0xFFFFFFFF;
@@ -129,20 +130,20 @@ int Mlo_memoryWriteToCamera(MloCameraHandle* camera, const void* buffer, uint64_
 int Mlo_memoryWriteToCameraWithTimeout(MloCameraHandle* camera, const void* buffer,
                                        uint64_t address, uint64_t length, unsigned int timeoutMs) {
   CameraCall call(__LINE__, "Mlo_memoryWriteToCameraWithTimeout", {camera});
-  if (length == 0) return call.Fail(-1991, "Invalid length");
-  if (!buffer) return call.Fail(-1991, "Invalid data");
+  if (length == 0) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid length");
+  if (!buffer) return call.Fail(MLO_ERR_INVALID_ARGUMENT, "Invalid data");
   IPortInterface* port = nullptr;
   if (const int code = MasterPort(call, camera, port)) return code;
   return call.Return(port->WritePacket(static_cast<unsigned int>(address), Bytes(buffer),
                                        static_cast<unsigned int>(length), timeoutMs));
 }
 
-// Its code is not one of the table's: callers know -1014 from this function.
+// Its code is not one of the table's: callers know MLO_ERR_INVALID_DATA from this function.
 int Mlo_DirectRegisterRead(MloBoardHandle* board, unsigned int port, unsigned int address,
                            uint32_t* value) {
   DirectCall call(__LINE__, "Mlo_DirectRegisterRead", {board, port});
-  if (!board) return call.Fail(-1001, "Invalid board handle");
-  if (!value) return call.Fail(-1014, "Invalid camera handle");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
+  if (!value) return call.Fail(MLO_ERR_INVALID_DATA, "Invalid camera handle");
   const int code =
       Driver(board)->ReadPacket(port, address, Bytes(value), kRegisterSize, kDirectTimeoutMs);
   if (code == 0) *value = ntohl(*value);
@@ -158,7 +159,7 @@ int Mlo_DirectRegisterRead64(MloBoardHandle* board, unsigned int port, unsigned 
 int Mlo_DirectRegisterWrite(MloBoardHandle* board, unsigned int port, unsigned int address,
                             uint32_t value, unsigned int swap) {
   DirectCall call(__LINE__, "Mlo_DirectRegisterWrite", {board, port});
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   uint32_t word = swap ? htonl(value) : value;
   return call.Return(
       Driver(board)->WritePacket(port, address, Bytes(&word), kRegisterSize, kDirectTimeoutMs));
@@ -167,7 +168,7 @@ int Mlo_DirectRegisterWrite(MloBoardHandle* board, unsigned int port, unsigned i
 int Mlo_DirectRegisterWrite64(MloBoardHandle* board, unsigned int port, uint64_t address,
                               uint32_t value, unsigned int swap) {
   DirectCall call(__LINE__, "Mlo_DirectRegisterWrite64", {board, port});
-  if (!board) return call.Fail(-1001, "Invalid board handle");
+  if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
   return call.Return(
       Mlo_DirectRegisterWrite(board, port, static_cast<unsigned int>(address), value, swap));
 }

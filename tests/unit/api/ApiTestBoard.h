@@ -59,7 +59,7 @@ class ApiTestBoard {
   CDriver* driver;
 };
 
-inline std::string Thread() { return std::to_string(genicam::CurrentThreadId()); }
+inline std::string Thread() { return std::to_string(tools::logging::CurrentThreadId()); }
 
 inline std::string Pointer(const void* pointer) {
   std::ostringstream text;

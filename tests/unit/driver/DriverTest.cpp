@@ -88,7 +88,7 @@ TEST(DriverInit, ExceptionsBecomeCodesWithALine) {
   };
   CapturedLog::SetDefaultLevel(1);
   CapturedLog::SetAllLevels(1);
-  const std::string start = "5 thread-id=" + std::to_string(genicam::CurrentThreadId()) +
+  const std::string start = "5 thread-id=" + std::to_string(tools::logging::CurrentThreadId()) +
                             "|Failed to initialise camera interface: ";
   for (const Case& c : cases) {
     CDriver driver([&](CDriver::EControllerKind, Fg_Struct_s*, bool) -> IControllerInterface* {

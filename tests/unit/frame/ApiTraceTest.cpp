@@ -49,7 +49,7 @@ template <class Thrower>
 int GetFeature(MloCameraHandle* camera, Thrower thrower) {
   ApiCall call(kLine, "Mlo_getIntegerValue", [=] { return FormatCamera(camera); });
   return call.Return(
-      CatchAtBoundary([&](const std::string& message) { call.Fail(kExceptionCaught, message); },
+      CatchAtBoundary([&](const std::string& message) { call.Fail(MLO_ERR_EXCEPTION, message); },
                       [] { return "getting feature Width"; },
                       [&] {
                         thrower();
@@ -57,7 +57,7 @@ int GetFeature(MloCameraHandle* camera, Thrower thrower) {
                       }));
 }
 
-std::string Thread() { return std::to_string(CurrentThreadId()); }
+std::string Thread() { return std::to_string(tools::logging::CurrentThreadId()); }
 
 // The entry and exit lines begin with the place of the call, failure lines with the thread.
 std::string Prefix() {

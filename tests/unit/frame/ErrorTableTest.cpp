@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <map>
+#include <regex>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "vesk_genicam/impl/Utility.h"
@@ -33,6 +37,33 @@ TEST(ErrorTable, RowsInTheirOrderEachCodeAnsweredByItsFirstRow) {
   // -1006 is there twice.
   EXPECT_STREQ(Mlo_getErrorDescription(-1006), "Error when accessing the file");
   EXPECT_STREQ(g_tbErrorInfo[6].message, "Error when loading data from file");
+}
+
+// The named codes as the header declares them; read as text, since an enumeration cannot be
+// walked.
+std::map<int, std::string> NamedCodes() {
+  std::ifstream header(VESK_SOURCE_DIR "/vesk_genicam/impl/vesk_genicam_codes.h");
+  std::stringstream text;
+  text << header.rdbuf();
+  const std::string source = text.str();
+  const std::regex enumerator(R"((MLO_\w+) = (-?\d+),?)");
+  std::map<int, std::string> names;
+  for (std::sregex_iterator it(source.begin(), source.end(), enumerator), end; it != end; ++it) {
+    names[std::stoi((*it)[2])] = (*it)[1];
+  }
+  return names;
+}
+
+TEST(ErrorTable, EveryNamedCodeHasItsRowAndEveryRowItsName) {
+  const std::map<int, std::string> names = NamedCodes();
+  ASSERT_GT(names.size(), 80u);
+  for (size_t row = 0; row < g_tbErrorInfoCount; ++row) {
+    EXPECT_EQ(names.count(g_tbErrorInfo[row].code), 1u) << "row " << row;
+  }
+  for (const auto& [code, name] : names) {
+    const bool unlisted = code == MLO_ERR_INVALID_DATA;
+    EXPECT_EQ(Mlo_getErrorDescription(code) == std::string("Unknown Error."), unlisted) << name;
+  }
 }
 
 TEST(ErrorTable, UnknownCodesAndTheWordingApplicationsSee) {

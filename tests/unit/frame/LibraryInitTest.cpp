@@ -115,12 +115,12 @@ TEST_F(LibraryInit, DebugLinesShowOneInstanceAndTheCloseOrder) {
 
 TEST_F(LibraryInit, ExportedFunctionsLogBeforeAnyInit) {
   vesk::test::CapturedLog::SetDefaultLevel(1);
-  vesk::tools::logging::Logger* logger = vesk::genicam::GetLibraryLogger();
+  vesk::tools::logging::Logger* logger = vesk::genicam::LibraryLogger().Get();
   EXPECT_TRUE(logger->IsEnabled(1));
   VeskGenICamInit();
   VeskGenICamDeinit();
   // The deinit forgets the logger; asking again gives the same one back.
-  EXPECT_EQ(vesk::genicam::GetLibraryLogger(), logger);
+  EXPECT_EQ(vesk::genicam::LibraryLogger().Get(), logger);
 }
 
 }  // namespace
