@@ -20,18 +20,6 @@ constexpr unsigned int kFlagRefreshOnly = 0x20;
 constexpr unsigned int kFlagKeepRemoved = 0x40;
 constexpr unsigned int kTypeInteger = 1;
 
-constexpr int kClhsBoardTypes[] = {1874, 1880, 2642, 2645, 2649, 2657, 2658};
-constexpr int kCxpBoardTypes[] = {1875, 1877, 1878, 1879, 2641, 2643, 2644, 2646, 2647,
-                                  2656, 2660, 2661, 2915, 2916, 2917, 2918, 2920};
-constexpr int kClBoardTypes[] = {1872, 1873, 1876, 1881,  2624,  2625,  2626,  2627,  2628,
-                                 2629, 2648, 2650, 29968, 29969, 30016, 30017, 30097, 30101};
-constexpr int kGbeBoardTypes[] = {2662, 2663, 2897, 2898, 2899, 2913, 3650, 3652};
-
-template <size_t N>
-bool Contains(const int (&types)[N], int type) {
-  return std::find(std::begin(types), std::end(types), type) != std::end(types);
-}
-
 uint32_t CameraNumber(IPortInterface* port) { return port->GetLogicPort() >> 16; }
 
 }  // namespace
@@ -47,16 +35,8 @@ CDriver::~CDriver() {
 
 vesk::tools::logging::Logger* CDriver::GetLogger() { return logger_.Get(); }
 
-CDriver::EControllerKind CDriver::ControllerKindOf(int boardType) {
-  if (Contains(kClhsBoardTypes, boardType)) return ControllerClhs;
-  if (Contains(kCxpBoardTypes, boardType)) return ControllerCxp;
-  if (Contains(kClBoardTypes, boardType)) return ControllerCl;
-  if (Contains(kGbeBoardTypes, boardType)) return ControllerGbe;
-  return ControllerNone;
-}
-
 // No transport controller is part of the library yet: every board type is unsupported.
-IControllerInterface* CDriver::CreateController(EControllerKind, Fg_Struct_s*, bool) {
+IControllerInterface* CDriver::CreateController(EBoardTransport, Fg_Struct_s*, bool) {
   return nullptr;
 }
 
@@ -78,8 +58,9 @@ int CDriver::Init(Fg_Struct_s* board, bool flag) {
 }
 
 int CDriver::StartController(Fg_Struct_s* board, bool flag) {
-  const EControllerKind kind = ControllerKindOf(VHalGetBoardInfoInt(board->device, "board/type"));
-  if (kind != ControllerNone) controller_ = createController_(kind, board, flag);
+  const EBoardTransport transport =
+      BoardTransportOf(VHalGetBoardInfoInt(board->device, "board/type"));
+  if (transport != BoardTransportNone) controller_ = createController_(transport, board, flag);
   if (!controller_) return MLO_ERR_BOARD_NOT_SUPPORTED;
   controller_->ResetMultiplexer();
   controller_->Init();

@@ -10,6 +10,7 @@
 
 #include "templates/platform/RecursiveMutex.h"
 #include "tools/logging/ClassLogger.h"
+#include "vesk_genicam/impl/BoardTypes.h"
 #include "vesk_genicam/impl/CameraInterface.h"
 #include "vesk_genicam/impl/DriverMonitoringThread.h"
 #include "vesk_genicam/impl/IControllerInterface.h"
@@ -21,19 +22,9 @@
 // the application. cameraLock_ comes before eventLock_ where both are needed.
 class CDriver : public IMonitorInterface {
  public:
-  // The transport a board type asks for.
-  enum EControllerKind {
-    ControllerNone,
-    ControllerClhs,
-    ControllerCxp,
-    ControllerCl,
-    ControllerGbe
-  };
-  static EControllerKind ControllerKindOf(int boardType);
-
   // Makes the controller of a supported board; null where there is none. The driver owns it.
-  using ControllerFactory =
-      std::function<IControllerInterface*(EControllerKind kind, Fg_Struct_s* board, bool flag)>;
+  using ControllerFactory = std::function<IControllerInterface*(EBoardTransport transport,
+                                                                Fg_Struct_s* board, bool flag)>;
 
   CDriver() : CDriver(&CDriver::CreateController) {}
   // Tests bring their own transport through the factory.
@@ -91,7 +82,7 @@ class CDriver : public IMonitorInterface {
 
  private:
   // The library's transports.
-  static IControllerInterface* CreateController(EControllerKind kind, Fg_Struct_s* board,
+  static IControllerInterface* CreateController(EBoardTransport transport, Fg_Struct_s* board,
                                                 bool flag);
   int StartController(Fg_Struct_s* board, bool flag);
   void RefreshLinks(CCameraInterface* camera, IPortInterface* master);

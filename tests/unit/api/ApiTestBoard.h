@@ -24,8 +24,8 @@ class ApiTestBoard {
   explicit ApiTestBoard(unsigned int portCount = 4)
       : owned_(std::make_unique<TestController>(portCount, &destroyed)),
         controller(*owned_),
-        driver(new CDriver(
-            [this](CDriver::EControllerKind, Fg_Struct_s*, bool) { return owned_.release(); })) {
+        driver(
+            new CDriver([this](EBoardTransport, Fg_Struct_s*, bool) { return owned_.release(); })) {
     fgBoard_ = {VHalInitDevice(0), nullptr};
     EXPECT_EQ(driver->Init(&fgBoard_, false), 0);
   }

@@ -30,29 +30,29 @@ Fg_Struct_s FakeBoard() { return {VHalInitDevice(0), nullptr}; }
 
 TEST(DriverInit, BoardTypesChooseTheirTransport) {
   struct Set {
-    CDriver::EControllerKind kind;
+    EBoardTransport kind;
     std::vector<int> types;
   };
   const Set sets[] = {
-      {CDriver::ControllerClhs, {1874, 1880, 2642, 2645, 2649, 2657, 2658}},
-      {CDriver::ControllerCxp,
+      {BoardTransportClhs, {1874, 1880, 2642, 2645, 2649, 2657, 2658}},
+      {BoardTransportCxp,
        {1875, 1877, 1878, 1879, 2641, 2643, 2644, 2646, 2647, 2656, 2660, 2661, 2915, 2916, 2917,
         2918, 2920}},
-      {CDriver::ControllerCl,
+      {BoardTransportCl,
        {1872, 1873, 1876, 1881, 2624, 2625, 2626, 2627, 2628, 2629, 2648, 2650, 29968, 29969, 30016,
         30017, 30097, 30101}},
-      {CDriver::ControllerGbe, {2662, 2663, 2897, 2898, 2899, 2913, 3650, 3652}},
-      {CDriver::ControllerNone, {-1, 0, 1871, 1882, 2640, 2659, 2664, 2919, 3651, 30102}},
+      {BoardTransportGbe, {2662, 2663, 2897, 2898, 2899, 2913, 3650, 3652}},
+      {BoardTransportNone, {-1, 0, 1871, 1882, 2640, 2659, 2664, 2919, 3651, 30102}},
   };
   for (const Set& set : sets) {
-    for (int type : set.types) EXPECT_EQ(CDriver::ControllerKindOf(type), set.kind) << type;
+    for (int type : set.types) EXPECT_EQ(BoardTransportOf(type), set.kind) << type;
   }
 }
 
 TEST(DriverInit, StartsTheControllerInOrderAndRefusesBoardsWithoutATransport) {
   auto* controller = new TestController;  // the driver's from the factory call on
-  std::vector<std::pair<CDriver::EControllerKind, bool>> calls;
-  CDriver driver([&](CDriver::EControllerKind kind, Fg_Struct_s*, bool flag) {
+  std::vector<std::pair<EBoardTransport, bool>> calls;
+  CDriver driver([&](EBoardTransport kind, Fg_Struct_s*, bool flag) {
     calls.emplace_back(kind, flag);
     return controller;
   });
@@ -63,9 +63,7 @@ TEST(DriverInit, StartsTheControllerInOrderAndRefusesBoardsWithoutATransport) {
 
   Fg_Struct_s board = FakeBoard();
   ASSERT_EQ(driver.Init(&board, true), 0);
-  EXPECT_EQ(
-      calls,
-      (std::vector<std::pair<CDriver::EControllerKind, bool>>{{CDriver::ControllerCl, true}}));
+  EXPECT_EQ(calls, (std::vector<std::pair<EBoardTransport, bool>>{{BoardTransportCl, true}}));
   EXPECT_EQ(controller->journal,
             (std::vector<std::string>{"ResetMultiplexer", "Init", "SetCallBackFnct"}));
   EXPECT_EQ(controller->callbackUser, &driver);
@@ -91,7 +89,7 @@ TEST(DriverInit, ExceptionsBecomeCodesWithALine) {
   const std::string start = "5 thread-id=" + std::to_string(tools::logging::CurrentThreadId()) +
                             "|Failed to initialise camera interface: ";
   for (const Case& c : cases) {
-    CDriver driver([&](CDriver::EControllerKind, Fg_Struct_s*, bool) -> IControllerInterface* {
+    CDriver driver([&](EBoardTransport, Fg_Struct_s*, bool) -> IControllerInterface* {
       c.raise();
       return nullptr;
     });
@@ -116,7 +114,7 @@ class DriverTest : public ::testing::Test {
     driver.reset();
     controller = new TestController(ports);
     driver = std::make_unique<CDriver>(
-        [this](CDriver::EControllerKind, Fg_Struct_s*, bool) { return controller; });
+        [this](EBoardTransport, Fg_Struct_s*, bool) { return controller; });
     Fg_Struct_s board = FakeBoard();
     EXPECT_EQ(driver->Init(&board, false), 0);
     controller->journal.clear();

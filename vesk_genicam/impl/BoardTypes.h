@@ -1,0 +1,37 @@
+#ifndef VESK_GENICAM_IMPL_BOARD_TYPES_H
+#define VESK_GENICAM_IMPL_BOARD_TYPES_H
+
+#include <algorithm>
+#include <iterator>
+
+// Board types ("board/type" of the board library) by the transport their connectors speak. The
+// sets have no member in common.
+constexpr int kClhsBoardTypes[] = {1874, 1880, 2642, 2645, 2649, 2657, 2658};
+constexpr int kCxpBoardTypes[] = {1875, 1877, 1878, 1879, 2641, 2643, 2644, 2646, 2647,
+                                  2656, 2660, 2661, 2915, 2916, 2917, 2918, 2920};
+constexpr int kClBoardTypes[] = {1872, 1873, 1876, 1881,  2624,  2625,  2626,  2627,  2628,
+                                 2629, 2648, 2650, 29968, 29969, 30016, 30017, 30097, 30101};
+constexpr int kGbeBoardTypes[] = {2662, 2663, 2897, 2898, 2899, 2913, 3650, 3652};
+
+template <size_t N>
+bool IsBoardTypeIn(const int (&types)[N], int boardType) {
+  return std::find(std::begin(types), std::end(types), boardType) != std::end(types);
+}
+
+enum EBoardTransport {
+  BoardTransportNone,
+  BoardTransportClhs,
+  BoardTransportCxp,
+  BoardTransportCl,
+  BoardTransportGbe
+};
+
+inline EBoardTransport BoardTransportOf(int boardType) {
+  if (IsBoardTypeIn(kClhsBoardTypes, boardType)) return BoardTransportClhs;
+  if (IsBoardTypeIn(kCxpBoardTypes, boardType)) return BoardTransportCxp;
+  if (IsBoardTypeIn(kClBoardTypes, boardType)) return BoardTransportCl;
+  if (IsBoardTypeIn(kGbeBoardTypes, boardType)) return BoardTransportGbe;
+  return BoardTransportNone;
+}
+
+#endif
