@@ -1,0 +1,1 @@
+#include "vesk_genicam/impl/Utility.h"

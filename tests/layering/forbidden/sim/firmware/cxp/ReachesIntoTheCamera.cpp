@@ -1,0 +1,2 @@
+#include "loader/vesk_hal.h"
+#include "sim/device/cxp/BootstrapRegisters.h"

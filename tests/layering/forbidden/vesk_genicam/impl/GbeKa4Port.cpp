@@ -1,0 +1,1 @@
+#include "vesk_genicam/impl/PhyMarvel88E.h"
