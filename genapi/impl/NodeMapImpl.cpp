@@ -10,6 +10,7 @@
 #include "genapi/impl/BooleanNode.h"
 #include "genapi/impl/CategoryNode.h"
 #include "genapi/impl/CommandNode.h"
+#include "genapi/impl/DescriptionText.h"
 #include "genapi/impl/EnumEntryNode.h"
 #include "genapi/impl/EnumerationNode.h"
 #include "genapi/impl/FloatNode.h"
@@ -156,8 +157,9 @@ CNodeMapImpl::CNodeMapImpl(const std::string& xml, gcstring deviceName)
   RouteGLibLogs();
   if (xml.empty()) throw RUNTIME_EXCEPTION("The camera description is empty");
   device_.reset(CreatePortDevice(&binding_));
+  const std::string text = WithTrimmedValues(xml);
   const unsigned int parseErrors = XmlParseErrors();
-  genicam_.reset(arv_gc_new(device_.get(), xml.data(), xml.size()));
+  genicam_.reset(arv_gc_new(device_.get(), text.data(), text.size()));
   if (!genicam_ || XmlParseErrors() != parseErrors) {
     throw RUNTIME_EXCEPTION("The camera description is no well-formed GenICam XML");
   }
@@ -168,7 +170,7 @@ CNodeMapImpl::CNodeMapImpl(const std::string& xml, gcstring deviceName)
   arv_gc_set_range_check_policy(genicam_.get(), ARV_RANGE_CHECK_POLICY_DISABLE);
   arv_gc_set_access_check_policy(genicam_.get(), ARV_ACCESS_CHECK_POLICY_DISABLE);
   AddNodes(ARV_DOM_NODE(genicam_.get()));
-  MarkStandardNames(xml);
+  MarkStandardNames(text);
   for (const auto& node : nodes_) {
     ForEachLink(*node, [&](ArvGcPropertyNodeType type, CNodeImpl* target) {
       node->AddLink(KindOf(type), target);

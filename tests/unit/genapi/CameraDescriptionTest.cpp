@@ -25,6 +25,8 @@ using ::testing::Contains;
 using ::testing::HasSubstr;
 
 const char kFakeCamera[] = "AravisFakeCamera";
+// A row whose name ends so is the description of the rest of its name, pretty printed.
+const std::string kPrettyPrinted = "_PrettyPrinted";
 
 std::string FakeCameraXml() {
   ArvFakeCamera* camera = arv_fake_camera_new("GENAPI-TEST");
@@ -33,6 +35,24 @@ std::string FakeCameraXml() {
   std::string text(xml, size);
   g_object_unref(camera);
   return text;
+}
+
+// The text of each element that holds no other on lines of its own, indented, as pretty printers
+// lay it out: every name that a node refers to stands apart from its tags.
+std::string PrettyPrinted(const std::string& xml) {
+  std::string text;
+  size_t from = 0;
+  for (size_t close = xml.find("</"); close != xml.npos; close = xml.find("</", close + 2)) {
+    const size_t tagEnd = xml.rfind('>', close);
+    const size_t tagStart = xml.rfind('<', tagEnd);
+    const bool startTag =
+        tagStart >= from && std::isalpha(xml[tagStart + 1]) && xml[tagEnd - 1] != '/';
+    if (!startTag || tagEnd + 1 == close) continue;
+    text.append(xml, from, tagEnd + 1 - from);
+    text += "\n        " + xml.substr(tagEnd + 1, close - tagEnd - 1) + "\n      ";
+    from = close;
+  }
+  return text.append(xml, from, xml.npos);
 }
 
 // The descriptions are read a second time here, without an XML parser, so that the tests compare
@@ -107,13 +127,19 @@ bool Plain(const DescriptionElement& element) {
 class CameraDescription : public ::testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
-    if (GetParam() == kFakeCamera) {
+    std::string name = GetParam();
+    const bool pretty =
+        name.size() > kPrettyPrinted.size() &&
+        name.compare(name.size() - kPrettyPrinted.size(), name.npos, kPrettyPrinted) == 0;
+    if (pretty) name.resize(name.size() - kPrettyPrinted.size());
+    if (name == kFakeCamera) {
       xml_ = FakeCameraXml();
     } else {
-      const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/" + GetParam() + ".xml";
+      const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/" + name + ".xml";
       if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
       xml_ = ReadText(path);
     }
+    if (pretty) xml_ = PrettyPrinted(xml_);
     map_._LoadXMLFromString(xml_);
     ASSERT_TRUE(map_._Connect(&port_, "Device"));
     xml_ = WithoutComments(xml_);
@@ -309,7 +335,9 @@ TEST_P(CameraDescription, WritingAnInvalidatorRereadsTheRegistersItInvalidates) 
 INSTANTIATE_TEST_SUITE_P(Descriptions, CameraDescription,
                          ::testing::Values(kFakeCamera, "Adimec_Q12A180CXP_1_1_5",
                                            "Mikrotron_CXP_MC206xS11", "Teledyne_ShadoBox",
-                                           "Tucsen_CXP_Dhyana6060BSI"),
+                                           "Tucsen_CXP_Dhyana6060BSI",
+                                           "AravisFakeCamera_PrettyPrinted",
+                                           "Teledyne_ShadoBox_PrettyPrinted"),
                          [](const auto& info) { return info.param; });
 
 TEST(FakeCamera, AWriteToWidthReachesThePayloadSizeAndItsCallback) {
