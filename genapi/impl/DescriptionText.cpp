@@ -1,5 +1,6 @@
 #include "genapi/impl/DescriptionText.h"
 
+#include <cctype>
 #include <cstring>
 
 namespace GenApi {
@@ -7,6 +8,7 @@ namespace GenApi {
 namespace {
 
 const char kBlanks[] = " \t\r\n";
+const char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 // The position after the markup that starts at the '<' at start: a tag, whose attribute values
 // may hold '>', a comment, CDATA or a processing instruction; npos if it does not end.
@@ -40,6 +42,11 @@ bool OpensElement(const std::string& xml, size_t start, size_t end) {
          xml[end - 2] != '/';
 }
 
+bool IsDeclaration(const std::string& xml, size_t start) {
+  return xml.compare(start, 5, "<?xml") == 0 && start + 5 < xml.size() &&
+         std::strchr(kBlanks, xml[start + 5]);
+}
+
 void AppendTrimmed(std::string& text, const std::string& xml, size_t from, size_t to) {
   const size_t first = xml.find_first_not_of(kBlanks, from);
   if (first >= to) return;
@@ -68,6 +75,20 @@ std::string WithTrimmedValues(const std::string& xml) {
     at = end;
   }
   return text.append(xml, at, std::string::npos);
+}
+
+bool HasTextBeforeDeclaration(const std::string& xml) {
+  const size_t first = xml.compare(0, 3, kByteOrderMark) == 0 ? 3 : 0;
+  // The declaration is looked for up to the first element, past comments that may quote one.
+  size_t start = xml.find('<', first);
+  while (start != std::string::npos) {
+    if (IsDeclaration(xml, start)) return start != first;
+    if (std::isalpha(static_cast<unsigned char>(xml[start + 1]))) return false;
+    const size_t end = MarkupEnd(xml, start);
+    if (end == std::string::npos) return false;
+    start = xml.find('<', end);
+  }
+  return false;
 }
 
 }  // namespace GenApi

@@ -10,6 +10,10 @@ namespace GenApi {
 // a pointer's text up as it stands, so that a pretty-printed "<pValue>" names no node.
 std::string WithTrimmedValues(const std::string& xml);
 
+// True if anything but a UTF-8 byte order mark comes before the XML declaration, where XML allows
+// nothing. A description without a declaration has nothing before it.
+bool HasTextBeforeDeclaration(const std::string& xml);
+
 }  // namespace GenApi
 
 #endif

@@ -156,6 +156,9 @@ CNodeMapImpl::CNodeMapImpl(const std::string& xml, gcstring deviceName)
     : deviceName_(std::move(deviceName)) {
   RouteGLibLogs();
   if (xml.empty()) throw RUNTIME_EXCEPTION("The camera description is empty");
+  if (HasTextBeforeDeclaration(xml)) {
+    throw RUNTIME_EXCEPTION("The camera description has text before its XML declaration");
+  }
   device_.reset(CreatePortDevice(&binding_));
   const std::string text = WithTrimmedValues(xml);
   const unsigned int parseErrors = XmlParseErrors();

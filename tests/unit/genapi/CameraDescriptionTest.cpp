@@ -16,6 +16,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TempDir.h"
 #include "tests/unit/genapi/MemoryPort.h"
+#include "tests/unit/genapi/ProbeCamera.h"
 
 namespace vesk::test {
 namespace {
@@ -357,16 +358,24 @@ TEST(FakeCamera, AWriteToWidthReachesThePayloadSizeAndItsCallback) {
 }
 
 TEST(MalformedDescription, IsRefusedAndTheParserIsHeardInTheLogOnly) {
-  const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/Allied_Vision_1800_U-811m.xml";
-  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
+  const std::string xml = FakeCameraXml();
   CapturedLog::SetDefaultLevel(1);
   CapturedLog::SetAllLevels(1);
   CNodeMapRef map;
   ::testing::internal::CaptureStderr();
-  EXPECT_THROW(map._LoadXMLFromFile(path.c_str()), GenICam::RuntimeException);
+  EXPECT_THROW(map._LoadXMLFromString(xml.substr(0, xml.size() / 2)), GenICam::RuntimeException);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
   EXPECT_THAT(CapturedLog::TakeFailures(), Contains(HasSubstr("XML: ")));
   EXPECT_EQ(map._Ptr, nullptr);
+}
+
+// This camera's file begins with a line naming the camera.
+TEST(MalformedDescription, TextBeforeTheDeclarationIsRefusedAsSuch) {
+  const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/Allied_Vision_1800_U-811m.xml";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
+  CNodeMapRef map;
+  EXPECT_THAT(DescriptionOf<GenICam::RuntimeException>([&] { map._LoadXMLFromFile(path.c_str()); }),
+              HasSubstr("text before its XML declaration"));
 }
 
 TEST(GLibLog, WarningsOfAravisGoToTheLibraryLoggerAtLevelFour) {

@@ -158,6 +158,8 @@ std::string RowName(const ::testing::TestParamInfo<DescriptionRow>& info) {
   return info.param.name;
 }
 
+const char kTextBefore[] = "text before its XML declaration";
+
 class RefusedDescription : public ::testing::TestWithParam<DescriptionRow> {};
 
 TEST_P(RefusedDescription, IsRefusedWhenTheMapIsBuiltWithAGenICamExceptionThatSaysWhy) {
@@ -175,7 +177,12 @@ INSTANTIATE_TEST_SUITE_P(
         DescriptionRow{"ValueOfItself", "", kValueOfItself, "'Loop' depends on its own value"},
         DescriptionRow{"TwoNodes", "", kTwoNodes, ": Ping -> Pong -> Ping"},
         DescriptionRow{"SwissKnifeVariable", "", kSwissKnifeVariable, ": Gain -> Doubled -> Gain"},
-        DescriptionRow{"RegisterAddress", "", kRegisterAddress, "Indirect -> Where -> Indirect"}),
+        DescriptionRow{"RegisterAddress", "", kRegisterAddress, "Indirect -> Where -> Indirect"},
+        DescriptionRow{"TextBeforeDeclaration", "garbage", "", kTextBefore},
+        DescriptionRow{"LineBeforeDeclaration", "\n", "", kTextBefore},
+        DescriptionRow{"CommentBeforeDeclaration", "<!-- x -->", "", kTextBefore},
+        DescriptionRow{"TextAfterByteOrderMark", "\xEF\xBB\xBFgarbage", "", kTextBefore},
+        DescriptionRow{"NulBeforeDeclaration", std::string(1, '\0'), "", kTextBefore}),
     RowName);
 
 class AcceptedDescription : public ::testing::TestWithParam<DescriptionRow> {};
@@ -188,6 +195,8 @@ TEST_P(AcceptedDescription, BuildsAndEveryReadableNodeReads) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, AcceptedDescription,
                          ::testing::Values(DescriptionRow{"SharedNodes", "", kSharedNodes, ""},
+                                           DescriptionRow{"ByteOrderMark", "\xEF\xBB\xBF",
+                                                          kSharedNodes, ""},
                                            DescriptionRow{"LimitsAndConditionsOfEachOther", "",
                                                           kLimitsAndConditionsOfEachOther, ""}),
                          RowName);
