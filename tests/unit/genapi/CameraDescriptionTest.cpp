@@ -17,6 +17,7 @@
 #include "tests/support/TempDir.h"
 #include "tests/unit/genapi/MemoryPort.h"
 #include "tests/unit/genapi/ProbeCamera.h"
+#include "tools/logging/ClassLogger.h"
 
 namespace vesk::test {
 namespace {
@@ -391,7 +392,8 @@ TEST(GLibLog, WarningsOfAravisGoToTheLibraryLoggerAtLevelFour) {
   const std::vector<CapturedLine> lines = CapturedLog::Take();
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].level, 4u);
-  EXPECT_THAT(lines[0].text, HasSubstr("|Aravis: register 7 not answered"));
+  EXPECT_EQ(lines[0].text, "thread-id=" + std::to_string(tools::logging::CurrentThreadId()) +
+                               "|Aravis: register 7 not answered");
 }
 
 }  // namespace
