@@ -125,6 +125,14 @@ const char kLimitsAndConditionsOfEachOther[] = R"(
   <Integer Name="A"><pIsAvailable>B</pIsAvailable><Value>1</Value></Integer>
   <Integer Name="B"><pIsAvailable>A</pIsAvailable><pIsLocked>B</pIsLocked><Value>1</Value>
   </Integer>)";
+// Categories, invalidators and selectors name nodes that are not read with the value.
+const char kUnreadLinksOfEachOther[] = R"(
+  <Category Name="Inner"><pFeature>Outer</pFeature></Category>
+  <Category Name="Outer"><pFeature>Inner</pFeature><pFeature>Mode</pFeature></Category>
+  <Integer Name="Mode"><pValue>Reg</pValue><pInvalidator>Level</pInvalidator>
+    <pSelected>Level</pSelected></Integer>
+  <Integer Name="Level"><pValue>Reg</pValue><pInvalidator>Mode</pInvalidator>
+    <pSelected>Mode</pSelected></Integer>)";
 
 // Reads every readable node over zeroed memory; the descriptions of the failures.
 std::vector<std::string> ReadEveryNode(CNodeMapRef& map) {
@@ -193,13 +201,14 @@ TEST_P(AcceptedDescription, BuildsAndEveryReadableNodeReads) {
   EXPECT_THAT(ReadEveryNode(map), ::testing::IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, AcceptedDescription,
-                         ::testing::Values(DescriptionRow{"SharedNodes", "", kSharedNodes, ""},
-                                           DescriptionRow{"ByteOrderMark", "\xEF\xBB\xBF",
-                                                          kSharedNodes, ""},
-                                           DescriptionRow{"LimitsAndConditionsOfEachOther", "",
-                                                          kLimitsAndConditionsOfEachOther, ""}),
-                         RowName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AcceptedDescription,
+    ::testing::Values(DescriptionRow{"SharedNodes", "", kSharedNodes, ""},
+                      DescriptionRow{"ByteOrderMark", "\xEF\xBB\xBF", kSharedNodes, ""},
+                      DescriptionRow{"LimitsAndConditionsOfEachOther", "",
+                                     kLimitsAndConditionsOfEachOther, ""},
+                      DescriptionRow{"UnreadLinksOfEachOther", "", kUnreadLinksOfEachOther, ""}),
+    RowName);
 
 TEST(Pointer, ANullPointerThrowsWhenUsed) {
   ProbeCamera camera;
