@@ -1,12 +1,11 @@
 #include "genapi/impl/GLibLog.h"
 
 #include <glib.h>
-#include <pthread.h>
 
 #include <cstring>
 #include <string>
 
-#include "tools/logging/Logging.h"
+#include "tools/logging/ClassLogger.h"
 
 namespace GenApi {
 
@@ -25,20 +24,14 @@ unsigned int LevelOf(GLogLevelFlags flags) {
   return 1;
 }
 
-void Forward(const gchar* domain, GLogLevelFlags flags, const gchar* message, gpointer) {
-  vesk::tools::logging::Logger* logger =
-      vesk::tools::logging::Logging::GetLogger("vesk.genicam.lib");
-  const unsigned int level = LevelOf(flags);
-  if (level == 5 && domain && std::strcmp(domain, "XML") == 0) ++t_xmlParseErrors;
-  if (!logger->IsEnabled(level)) return;
-  std::string line = "thread-id=" + std::to_string(static_cast<uint64_t>(pthread_self())) + "|" +
-                     (domain ? domain : "Aravis") + ": " + (message ? message : "");
-  // The parser's messages end in line feeds; a log line is one line.
+// The parser's messages end in line feeds; a log line is one line.
+std::string OneLine(const gchar* domain, const gchar* message) {
+  std::string line = std::string(domain ? domain : "Aravis") + ": " + (message ? message : "");
   line.erase(line.find_last_not_of(" \n") + 1);
   for (char& c : line) {
     if (c == '\n') c = ' ';
   }
-  logger->Write(level, line.c_str());
+  return line;
 }
 
 // The handlers, removed again when this library goes, so that GLib never calls into code that
@@ -49,7 +42,7 @@ class Handlers {
     const auto levels =
         static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION);
     for (size_t i = 0; i < kDomainCount; ++i) {
-      ids_[i] = g_log_set_handler(kDomains[i], levels, Forward, nullptr);
+      ids_[i] = g_log_set_handler(kDomains[i], levels, Forward, this);
     }
   }
   ~Handlers() {
@@ -59,6 +52,14 @@ class Handlers {
   Handlers& operator=(const Handlers&) = delete;
 
  private:
+  static void Forward(const gchar* domain, GLogLevelFlags flags, const gchar* message,
+                      gpointer self) {
+    const unsigned int level = LevelOf(flags);
+    if (level == 5 && domain && std::strcmp(domain, "XML") == 0) ++t_xmlParseErrors;
+    static_cast<Handlers*>(self)->logger_.Line(level, [&] { return OneLine(domain, message); });
+  }
+
+  vesk::tools::logging::ClassLogger logger_{"vesk.genicam.lib"};
   guint ids_[kDomainCount] = {};
 };
 

@@ -10,11 +10,13 @@
 #include "genapi/impl/BooleanNode.h"
 #include "genapi/impl/CategoryNode.h"
 #include "genapi/impl/CommandNode.h"
+#include "genapi/impl/DescriptionText.h"
 #include "genapi/impl/EnumEntryNode.h"
 #include "genapi/impl/EnumerationNode.h"
 #include "genapi/impl/FloatNode.h"
 #include "genapi/impl/GLibLog.h"
 #include "genapi/impl/IntegerNode.h"
+#include "genapi/impl/LinkCycle.h"
 #include "genapi/impl/PortNode.h"
 #include "genapi/impl/RegisterNode.h"
 #include "genapi/impl/StringNode.h"
@@ -125,6 +127,27 @@ LinkKind KindOf(ArvGcPropertyNodeType type) {
   }
 }
 
+// True for a link that a read of the node's value follows. Categories, invalidators and
+// selectors are never read with it, and limits and access conditions are read by themselves, so
+// that loops through those end: the maximum of a width may well depend on an offset whose maximum
+// depends on the width.
+bool ReadWithValue(ArvGcPropertyNodeType type) {
+  switch (type) {
+    case ARV_GC_PROPERTY_NODE_TYPE_P_FEATURE:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_INVALIDATOR:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_SELECTED:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_IS_IMPLEMENTED:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_IS_AVAILABLE:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_IS_LOCKED:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_MINIMUM:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_MAXIMUM:
+    case ARV_GC_PROPERTY_NODE_TYPE_P_INCREMENT:
+      return false;
+    default:
+      return true;
+  }
+}
+
 }  // namespace
 
 void CNodeMapImpl::ObjectUnref::operator()(void* object) const { g_object_unref(object); }
@@ -133,9 +156,13 @@ CNodeMapImpl::CNodeMapImpl(const std::string& xml, gcstring deviceName)
     : deviceName_(std::move(deviceName)) {
   RouteGLibLogs();
   if (xml.empty()) throw RUNTIME_EXCEPTION("The camera description is empty");
+  if (HasTextBeforeDeclaration(xml)) {
+    throw RUNTIME_EXCEPTION("The camera description has text before its XML declaration");
+  }
   device_.reset(CreatePortDevice(&binding_));
+  const std::string text = WithTrimmedValues(xml);
   const unsigned int parseErrors = XmlParseErrors();
-  genicam_.reset(arv_gc_new(device_.get(), xml.data(), xml.size()));
+  genicam_.reset(arv_gc_new(device_.get(), text.data(), text.size()));
   if (!genicam_ || XmlParseErrors() != parseErrors) {
     throw RUNTIME_EXCEPTION("The camera description is no well-formed GenICam XML");
   }
@@ -146,15 +173,13 @@ CNodeMapImpl::CNodeMapImpl(const std::string& xml, gcstring deviceName)
   arv_gc_set_range_check_policy(genicam_.get(), ARV_RANGE_CHECK_POLICY_DISABLE);
   arv_gc_set_access_check_policy(genicam_.get(), ARV_ACCESS_CHECK_POLICY_DISABLE);
   AddNodes(ARV_DOM_NODE(genicam_.get()));
-  MarkStandardNames(xml);
+  MarkStandardNames(text);
   for (const auto& node : nodes_) {
-    ArvDomNode* element = ARV_DOM_NODE(node->ArvNode());
-    LinkProperties(*node, element);
-    // A struct entry is read through the register that holds it.
-    if (std::strcmp(TagOf(node->ArvNode()), "StructEntry") == 0) {
-      LinkProperties(*node, arv_dom_node_get_parent_node(element));
-    }
+    ForEachLink(*node, [&](ArvGcPropertyNodeType type, CNodeImpl* target) {
+      node->AddLink(KindOf(type), target);
+    });
   }
+  RefuseValueCycles();
 }
 
 CNodeMapImpl::~CNodeMapImpl() = default;
@@ -247,7 +272,18 @@ CNodeImpl* CNodeMapImpl::Add(std::unique_ptr<CNodeImpl> node, const std::string&
   return added;
 }
 
-void CNodeMapImpl::LinkProperties(CNodeImpl& node, ArvDomNode* element) {
+template <class Visit>
+void CNodeMapImpl::ForEachLink(const CNodeImpl& node, const Visit& visit) const {
+  ArvDomNode* element = ARV_DOM_NODE(node.ArvNode());
+  ForEachLink(element, visit);
+  // A struct entry is read through the register that holds it.
+  if (std::strcmp(TagOf(node.ArvNode()), "StructEntry") == 0) {
+    ForEachLink(arv_dom_node_get_parent_node(element), visit);
+  }
+}
+
+template <class Visit>
+void CNodeMapImpl::ForEachLink(ArvDomNode* element, const Visit& visit) const {
   for (ArvDomNode* child = arv_dom_node_get_first_child(element); child;
        child = arv_dom_node_get_next_sibling(child)) {
     if (!ARV_IS_GC_PROPERTY_NODE(child)) continue;
@@ -258,8 +294,26 @@ void CNodeMapImpl::LinkProperties(CNodeImpl& node, ArvDomNode* element) {
     ArvGcNode* target = arv_gc_property_node_get_linked_node(property);
     if (!target) continue;
     const auto linked = byArvNode_.find(reinterpret_cast<ArvGcFeatureNode*>(target));
-    if (linked != byArvNode_.end()) node.AddLink(KindOf(type), linked->second);
+    if (linked != byArvNode_.end()) visit(type, linked->second);
   }
+}
+
+// Aravis follows a loop of values for ever, or until the stack is gone.
+void CNodeMapImpl::RefuseValueCycles() const {
+  std::unordered_map<const CNodeImpl*, size_t> indexes;
+  for (size_t i = 0; i < nodes_.size(); ++i) indexes.emplace(nodes_[i].get(), i);
+  std::vector<std::vector<size_t>> links(nodes_.size());
+  for (size_t i = 0; i < nodes_.size(); ++i) {
+    ForEachLink(*nodes_[i], [&](ArvGcPropertyNodeType type, const CNodeImpl* target) {
+      if (ReadWithValue(type)) links[i].push_back(indexes.at(target));
+    });
+  }
+  const std::vector<size_t> cycle = FindLinkCycle(links);
+  if (cycle.empty()) return;
+  std::string path;
+  for (size_t i : cycle) path += (path.empty() ? "" : " -> ") + nodes_[i]->GetName().str();
+  throw RUNTIME_EXCEPTION("Node '%s' depends on its own value: %s",
+                          nodes_[cycle.front()]->GetName().c_str(), path.c_str());
 }
 
 // Aravis takes a missing NameSpace attribute for "Standard", where GenICam's default is

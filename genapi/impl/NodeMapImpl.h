@@ -52,7 +52,13 @@ class CNodeMapImpl : public INodeMap, public IDestroy {
   void AddNode(ArvGcFeatureNode* node);
   void AddEnumEntry(ArvGcFeatureNode* node, const char* symbolic);
   CNodeImpl* Add(std::unique_ptr<CNodeImpl> node, const std::string& name);
-  void LinkProperties(CNodeImpl& node, ArvDomNode* element);
+  // Calls visit(type, target) for each link from the node to another node.
+  template <class Visit>
+  void ForEachLink(const CNodeImpl& node, const Visit& visit) const;
+  template <class Visit>
+  void ForEachLink(ArvDomNode* element, const Visit& visit) const;
+  // GenICam::RuntimeException naming the nodes of a loop that a read would follow for ever.
+  void RefuseValueCycles() const;
   void MarkStandardNames(const std::string& description);
   // Every node, for a whole-map invalidation.
   std::vector<CNodeImpl*> AllNodes() const;

@@ -16,6 +16,8 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TempDir.h"
 #include "tests/unit/genapi/MemoryPort.h"
+#include "tests/unit/genapi/ProbeCamera.h"
+#include "tools/logging/ClassLogger.h"
 
 namespace vesk::test {
 namespace {
@@ -25,6 +27,8 @@ using ::testing::Contains;
 using ::testing::HasSubstr;
 
 const char kFakeCamera[] = "AravisFakeCamera";
+// A row whose name ends so is the description of the rest of its name, pretty printed.
+const std::string kPrettyPrinted = "_PrettyPrinted";
 
 std::string FakeCameraXml() {
   ArvFakeCamera* camera = arv_fake_camera_new("GENAPI-TEST");
@@ -33,6 +37,24 @@ std::string FakeCameraXml() {
   std::string text(xml, size);
   g_object_unref(camera);
   return text;
+}
+
+// The text of each element that holds no other on lines of its own, indented, as pretty printers
+// lay it out: every name that a node refers to stands apart from its tags.
+std::string PrettyPrinted(const std::string& xml) {
+  std::string text;
+  size_t from = 0;
+  for (size_t close = xml.find("</"); close != xml.npos; close = xml.find("</", close + 2)) {
+    const size_t tagEnd = xml.rfind('>', close);
+    const size_t tagStart = xml.rfind('<', tagEnd);
+    const bool startTag =
+        tagStart >= from && std::isalpha(xml[tagStart + 1]) && xml[tagEnd - 1] != '/';
+    if (!startTag || tagEnd + 1 == close) continue;
+    text.append(xml, from, tagEnd + 1 - from);
+    text += "\n        " + xml.substr(tagEnd + 1, close - tagEnd - 1) + "\n      ";
+    from = close;
+  }
+  return text.append(xml, from, xml.npos);
 }
 
 // The descriptions are read a second time here, without an XML parser, so that the tests compare
@@ -107,13 +129,19 @@ bool Plain(const DescriptionElement& element) {
 class CameraDescription : public ::testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
-    if (GetParam() == kFakeCamera) {
+    std::string name = GetParam();
+    const bool pretty =
+        name.size() > kPrettyPrinted.size() &&
+        name.compare(name.size() - kPrettyPrinted.size(), name.npos, kPrettyPrinted) == 0;
+    if (pretty) name.resize(name.size() - kPrettyPrinted.size());
+    if (name == kFakeCamera) {
       xml_ = FakeCameraXml();
     } else {
-      const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/" + GetParam() + ".xml";
+      const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/" + name + ".xml";
       if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
       xml_ = ReadText(path);
     }
+    if (pretty) xml_ = PrettyPrinted(xml_);
     map_._LoadXMLFromString(xml_);
     ASSERT_TRUE(map_._Connect(&port_, "Device"));
     xml_ = WithoutComments(xml_);
@@ -309,7 +337,9 @@ TEST_P(CameraDescription, WritingAnInvalidatorRereadsTheRegistersItInvalidates) 
 INSTANTIATE_TEST_SUITE_P(Descriptions, CameraDescription,
                          ::testing::Values(kFakeCamera, "Adimec_Q12A180CXP_1_1_5",
                                            "Mikrotron_CXP_MC206xS11", "Teledyne_ShadoBox",
-                                           "Tucsen_CXP_Dhyana6060BSI"),
+                                           "Tucsen_CXP_Dhyana6060BSI",
+                                           "AravisFakeCamera_PrettyPrinted",
+                                           "Teledyne_ShadoBox_PrettyPrinted"),
                          [](const auto& info) { return info.param; });
 
 TEST(FakeCamera, AWriteToWidthReachesThePayloadSizeAndItsCallback) {
@@ -329,16 +359,24 @@ TEST(FakeCamera, AWriteToWidthReachesThePayloadSizeAndItsCallback) {
 }
 
 TEST(MalformedDescription, IsRefusedAndTheParserIsHeardInTheLogOnly) {
-  const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/Allied_Vision_1800_U-811m.xml";
-  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
+  const std::string xml = FakeCameraXml();
   CapturedLog::SetDefaultLevel(1);
   CapturedLog::SetAllLevels(1);
   CNodeMapRef map;
   ::testing::internal::CaptureStderr();
-  EXPECT_THROW(map._LoadXMLFromFile(path.c_str()), GenICam::RuntimeException);
+  EXPECT_THROW(map._LoadXMLFromString(xml.substr(0, xml.size() / 2)), GenICam::RuntimeException);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
   EXPECT_THAT(CapturedLog::TakeFailures(), Contains(HasSubstr("XML: ")));
   EXPECT_EQ(map._Ptr, nullptr);
+}
+
+// This camera's file begins with a line naming the camera.
+TEST(MalformedDescription, TextBeforeTheDeclarationIsRefusedAsSuch) {
+  const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/Allied_Vision_1800_U-811m.xml";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
+  CNodeMapRef map;
+  EXPECT_THAT(DescriptionOf<GenICam::RuntimeException>([&] { map._LoadXMLFromFile(path.c_str()); }),
+              HasSubstr("text before its XML declaration"));
 }
 
 TEST(GLibLog, WarningsOfAravisGoToTheLibraryLoggerAtLevelFour) {
@@ -354,7 +392,8 @@ TEST(GLibLog, WarningsOfAravisGoToTheLibraryLoggerAtLevelFour) {
   const std::vector<CapturedLine> lines = CapturedLog::Take();
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].level, 4u);
-  EXPECT_THAT(lines[0].text, HasSubstr("|Aravis: register 7 not answered"));
+  EXPECT_EQ(lines[0].text, "thread-id=" + std::to_string(tools::logging::CurrentThreadId()) +
+                               "|Aravis: register 7 not answered");
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
+#include <vector>
 
 #include "tests/support/TempDir.h"
 #include "tests/unit/genapi/ProbeCamera.h"
@@ -77,6 +79,136 @@ TEST(NodeMapFactory, DescriptionsThatAreNoneAreRefused) {
   dynamic_cast<IDestroy*>(released.CreateNodeMap())->Destroy();
   EXPECT_THROW(released.CreateNodeMap(), GenICam::RuntimeException);
 }
+
+// A small description: the nodes given beside a port and a register for them to use.
+std::string SmallDescription(const std::string& nodes) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?>
+<RegisterDescription ModelName="Rows" VendorName="Vesk" StandardNameSpace="None"
+    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
+    MinorVersion="0" SubMinorVersion="0" xmlns="http://www.genicam.org/GenApi/Version_1_1">
+  <Category Name="Root"><pFeature>Reg</pFeature></Category>
+  <Port Name="Device"/>
+  <IntReg Name="Reg"><Address>0x10</Address><Length>4</Length><AccessMode>RW</AccessMode>
+    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>LittleEndian</Endianess></IntReg>
+)" + nodes +
+         "</RegisterDescription>";
+}
+
+const char kValueOfItself[] = R"(<Integer Name="Loop"><pValue>Loop</pValue></Integer>)";
+const char kTwoNodes[] = R"(
+  <Integer Name="Ping"><pValue>Pong</pValue></Integer>
+  <Float Name="Pong"><pValue>Ping</pValue></Float>)";
+const char kSwissKnifeVariable[] = R"(
+  <Integer Name="Gain"><pValue>Doubled</pValue><Min>0</Min><Max>10</Max></Integer>
+  <IntSwissKnife Name="Doubled"><pVariable Name="G">Gain</pVariable><Formula>G*2</Formula>
+  </IntSwissKnife>)";
+const char kRegisterAddress[] = R"(
+  <IntReg Name="Indirect"><pAddress>Where</pAddress><Length>4</Length><AccessMode>RO</AccessMode>
+    <pPort>Device</pPort></IntReg>
+  <IntSwissKnife Name="Where"><pVariable Name="I">Indirect</pVariable><Formula>I+4</Formula>
+  </IntSwissKnife>)";
+const char kSharedNodes[] = R"(
+  <Integer Name="Sum"><pValue>Twice</pValue></Integer>
+  <IntSwissKnife Name="Twice"><pVariable Name="A">Reg</pVariable>
+    <pVariable Name="B">Copy</pVariable><Formula>A+B</Formula></IntSwissKnife>
+  <Integer Name="Copy"><pValue>Reg</pValue><pIsAvailable>Reg</pIsAvailable></Integer>)";
+// Limits and access conditions are read apart from the value, so that nodes may name each other
+// there, as the width and the offset of an image do.
+const char kLimitsAndConditionsOfEachOther[] = R"(
+  <Integer Name="Width"><pValue>Reg</pValue><pMax>WidthMax</pMax></Integer>
+  <IntSwissKnife Name="WidthMax"><pVariable Name="O">Offset</pVariable><Formula>64-O</Formula>
+  </IntSwissKnife>
+  <Integer Name="Offset"><Value>0</Value><pMax>OffsetMax</pMax><pIsAvailable>Width</pIsAvailable>
+  </Integer>
+  <IntSwissKnife Name="OffsetMax"><pVariable Name="W">Width</pVariable><Formula>64-W</Formula>
+  </IntSwissKnife>
+  <Integer Name="A"><pIsAvailable>B</pIsAvailable><Value>1</Value></Integer>
+  <Integer Name="B"><pIsAvailable>A</pIsAvailable><pIsLocked>B</pIsLocked><Value>1</Value>
+  </Integer>)";
+// Categories, invalidators and selectors name nodes that are not read with the value.
+const char kUnreadLinksOfEachOther[] = R"(
+  <Category Name="Inner"><pFeature>Outer</pFeature></Category>
+  <Category Name="Outer"><pFeature>Inner</pFeature><pFeature>Mode</pFeature></Category>
+  <Integer Name="Mode"><pValue>Reg</pValue><pInvalidator>Level</pInvalidator>
+    <pSelected>Level</pSelected></Integer>
+  <Integer Name="Level"><pValue>Reg</pValue><pInvalidator>Mode</pInvalidator>
+    <pSelected>Mode</pSelected></Integer>)";
+
+// Reads every readable node over zeroed memory; the descriptions of the failures.
+std::vector<std::string> ReadEveryNode(CNodeMapRef& map) {
+  MemoryPort port;
+  map._Connect(&port);
+  NodeList_t nodes;
+  map._GetNodes(nodes);
+  std::vector<std::string> failures;
+  for (INode* node : nodes) {
+    try {
+      if (CValuePtr value = node; value && IsReadable(node)) value->ToString();
+    } catch (const GenICam::GenericException& error) {
+      failures.push_back(error.GetDescription());
+    }
+  }
+  return failures;
+}
+
+struct DescriptionRow {
+  const char* name;
+  std::string before;  // the text before the description
+  std::string nodes;   // for SmallDescription
+  std::string reason;  // of a refused one: a part of the exception's description
+
+  std::string Xml() const { return before + SmallDescription(nodes); }
+};
+
+void PrintTo(const DescriptionRow& row, std::ostream* out) { *out << row.name; }
+
+std::string RowName(const ::testing::TestParamInfo<DescriptionRow>& info) {
+  return info.param.name;
+}
+
+const char kTextBefore[] = "text before its XML declaration";
+
+class RefusedDescription : public ::testing::TestWithParam<DescriptionRow> {};
+
+TEST_P(RefusedDescription, IsRefusedWhenTheMapIsBuiltWithAGenICamExceptionThatSaysWhy) {
+  CNodeMapRef map;
+  EXPECT_THAT(DescriptionOf<GenICam::RuntimeException>([&] {
+                map._LoadXMLFromString(GetParam().Xml());
+                ReadEveryNode(map);  // where an accepted loop hangs its reader
+              }),
+              ::testing::HasSubstr(GetParam().reason));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, RefusedDescription,
+    ::testing::Values(
+        DescriptionRow{"ValueOfItself", "", kValueOfItself, "'Loop' depends on its own value"},
+        DescriptionRow{"TwoNodes", "", kTwoNodes, ": Ping -> Pong -> Ping"},
+        DescriptionRow{"SwissKnifeVariable", "", kSwissKnifeVariable, ": Gain -> Doubled -> Gain"},
+        DescriptionRow{"RegisterAddress", "", kRegisterAddress, "Indirect -> Where -> Indirect"},
+        DescriptionRow{"TextBeforeDeclaration", "garbage", "", kTextBefore},
+        DescriptionRow{"LineBeforeDeclaration", "\n", "", kTextBefore},
+        DescriptionRow{"CommentBeforeDeclaration", "<!-- x -->", "", kTextBefore},
+        DescriptionRow{"TextAfterByteOrderMark", "\xEF\xBB\xBFgarbage", "", kTextBefore},
+        DescriptionRow{"NulBeforeDeclaration", std::string(1, '\0'), "", kTextBefore}),
+    RowName);
+
+class AcceptedDescription : public ::testing::TestWithParam<DescriptionRow> {};
+
+TEST_P(AcceptedDescription, BuildsAndEveryReadableNodeReads) {
+  CNodeMapRef map;
+  map._LoadXMLFromString(GetParam().Xml());
+  EXPECT_THAT(ReadEveryNode(map), ::testing::IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AcceptedDescription,
+    ::testing::Values(DescriptionRow{"SharedNodes", "", kSharedNodes, ""},
+                      DescriptionRow{"ByteOrderMark", "\xEF\xBB\xBF", kSharedNodes, ""},
+                      DescriptionRow{"LimitsAndConditionsOfEachOther", "",
+                                     kLimitsAndConditionsOfEachOther, ""},
+                      DescriptionRow{"UnreadLinksOfEachOther", "", kUnreadLinksOfEachOther, ""}),
+    RowName);
 
 TEST(Pointer, ANullPointerThrowsWhenUsed) {
   ProbeCamera camera;
