@@ -41,6 +41,8 @@ using vesk::loader::AbsentResult;
     (d, t, a, v, c))                                                                               \
   X(kStatus, int, VHalRegisterAsyncNotifyCallback,                                                 \
     (PLdevice * d, VHalAsyncNotifyCallback c, void* u), (d, c, u))                                 \
+  X(kStatus, int, VHalUnregisterAsyncNotifyCallback,                                               \
+    (PLdevice * d, VHalAsyncNotifyCallback c, void* u), (d, c, u))                                 \
   X(kStatus, int, VHalCameraCtrlIsAvailable, (PLdevice * d), (d))                                  \
   X(kStatus, int, VHalCameraCtrlReset, (PLdevice * d), (d))                                        \
   X(kStatus, int, VHalCameraCtrlSetPortMap, (PLdevice * d, uint64_t s), (d, s))                    \

@@ -52,14 +52,21 @@ int VHalGetBoardIndex(PLdevice* device, int reserved);
  * status for an unknown key or board. */
 int VHalGetBoardInfoInt(PLdevice* device, const char* key);
 
-/* ---- Firmware registers (ids from DsnGetRegisterByName) ---- */
+/* ---- Firmware registers ----
+ * Ids come from DsnGetRegisterByName. An id of 0 or below means "not in this design": reading or
+ * writing it gives a negative status and touches nothing. */
 int VHalRegisterRead(PLdevice* device, int registerId, uint64_t* value);
 int VHalRegisterWrite(PLdevice* device, int registerId, uint64_t value);
 
 /* ---- Data queues ----
  * A queue carries either bytes (Camera Link serial channels) or 32-bit words (CoaXPress control,
- * GigE Vision frames). Sizes are always in bytes; reads and writes return the number of bytes
- * moved or a negative status. A time-out of 0 does not wait. */
+ * GigE Vision frames). Sizes are always in bytes and whole units of the queue; calling the byte
+ * functions on a word queue, or the reverse, is an error. A time-out of 0 does not wait.
+ *
+ * A read waits up to its time-out for the first unit, then takes what has come, at most size
+ * bytes: it returns the bytes read, 0 when the time-out passed with no data, or a negative status
+ * for an error. A write returns the bytes accepted, 0 when no room came within the time-out, or a
+ * negative status. */
 int VHalDataQueueClear(PLdevice* device, int queue);
 /* Pushes queued bytes of a transmit queue to the wire. */
 int VHalDataQueueFlush(PLdevice* device, int queue);
@@ -93,18 +100,31 @@ int VHalWriteConfig(PLdevice* device, unsigned int tag, unsigned int address,
                     const unsigned int* values, unsigned int count);
 
 /* ---- Asynchronous notification ----
- * The callback runs on a thread of the board library. what 3 with detail 2 tells that the PHY of
- * an Ethernet port changed its state. */
+ * Callbacks run on a thread of the board library. what 3 with detail 2 tells that the PHY of an
+ * Ethernet port changed its state.
+ *
+ * A handle keeps every callback registered on it, each pair of callback and user data once, and
+ * runs them all for each notification of its board, in the order they were registered. A null
+ * callback is an error. Freeing the handle forgets its callbacks; a callback must not free its
+ * own handle. */
 typedef int (*VHalAsyncNotifyCallback)(int boardIndex, unsigned long what, unsigned long detail,
                                        unsigned long reserved, void* userData);
 int VHalRegisterAsyncNotifyCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
                                     void* userData);
+/* Forgets the pair that was registered; a negative status when it was not. Once it returns, the
+ * callback is not called again and, unless called from a callback of the handle, is not running,
+ * so its user data may go. */
+int VHalUnregisterAsyncNotifyCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
+                                      void* userData);
 
 /* ---- CoaXPress camera controller of boards that have one ---- */
 /* 0 when the camera controller is there. */
 int VHalCameraCtrlIsAvailable(PLdevice* device);
 int VHalCameraCtrlReset(PLdevice* device);
-/* The multiplexer: 16 nibbles, nibble n names the firmware port that physical port n feeds. */
+/* The multiplexer between physical and firmware ports, 16 nibbles: nibble k (k = 0 .. 7) holds
+ * the physical port of firmware port k, nibble 8 + k the firmware port of physical port k.
+ * 0x7654321076543210 is the identity. The library's multiplexer word has the same layout, its
+ * logical links being the firmware ports. */
 int VHalCameraCtrlSetPortMap(PLdevice* device, uint64_t selector);
 int VHalCameraCtrlSetPortPowerState(PLdevice* device, unsigned int port, unsigned int state);
 int VHalCameraCtrlSetPortDataPathState(PLdevice* device, unsigned int port, unsigned int state);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "sim/core/Notifier.h"
+#include "sim/core/Transports.h"
 #include "sim/include/vesk_sim.h"
 
 namespace vesk::sim {
@@ -86,7 +87,9 @@ int Board::WriteQueue(int queue, QueueUnit unit, const uint8_t* bytes, size_t si
 void Board::SetCable(unsigned port, Cable cable) {
   Port* target = PortAt(port);
   if (!target) return;
-  target->SetCable(std::move(cable));
+  std::shared_ptr<DeviceModel> device =
+      cable.camera ? MakeDeviceModel(variant_.family, cable, *target) : nullptr;
+  target->SetCable(std::move(cable), std::move(device));
   if (variant_.family == Family::Gige) Notify(kPhyEvent, kPhyStateChanged);
   if (firmware_) firmware_->CableChanged(port);
 }

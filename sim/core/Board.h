@@ -8,14 +8,14 @@
 #include <mutex>
 #include <vector>
 
-#include "sim/core/CameraControl.h"
 #include "sim/core/ConfigSpace.h"
 #include "sim/core/DataQueue.h"
 #include "sim/core/DesignVariant.h"
+#include "sim/core/FirmwareModel.h"
 #include "sim/core/Port.h"
 #include "sim/core/RegisterTable.h"
 #include "sim/core/Rig.h"
-#include "sim/firmware/FirmwareModel.h"
+#include "sim/firmware/cxp/CameraControl.h"
 
 namespace vesk::sim {
 
@@ -59,7 +59,8 @@ class Board {
   unsigned PortCount() const { return static_cast<unsigned>(ports_.size()); }
   // Null for a port the board lacks.
   Port* PortAt(unsigned port) { return port < ports_.size() ? ports_[port].get() : nullptr; }
-  // Tells the firmware model, and the notification callbacks on Ethernet boards.
+  // Gives the port the device model of the board's transport for the camera's link, and tells
+  // the firmware model, and the notification callbacks on Ethernet boards.
   void SetCable(unsigned port, Cable cable);
   // Bit 0 while a camera is plugged in.
   int CameraStatus(unsigned port);

@@ -24,7 +24,8 @@ struct RegisterDefinition {
 };
 
 // A firmware design as the rig names it: the register names by which the library tells its form,
-// the data queues and the functions of the board library it offers.
+// the data queues and the functions of the board library it offers. Each transport lists its
+// own in sim/firmware/<transport>/.
 struct DesignVariant {
   std::string name;
   std::string designName;

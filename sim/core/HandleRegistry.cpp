@@ -25,9 +25,15 @@ int HandleRegistry::CloseDevice(PLdevice* device) {
     closed = std::move(found->second);
     devices_.erase(found);
   }
-  // Joining the notifier, when closed goes, waits for a callback that may call in: no lock here.
-  closed->board->ReleaseQueueLocksOf(closed.get());
+  Release(*closed);
   return 0;
+}
+
+// Joining the notifier waits for a callback that may call in: no lock here. Another thread
+// removing a callback may still hold the notifier, so it is stopped rather than let go.
+void HandleRegistry::Release(PLdevice& closed) {
+  if (closed.notifier) closed.notifier->Stop();
+  closed.board->ReleaseQueueLocksOf(&closed);
 }
 
 std::shared_ptr<Board> HandleRegistry::BoardOf(const PLdevice* device) const {
@@ -38,17 +44,31 @@ std::shared_ptr<Board> HandleRegistry::BoardOf(const PLdevice* device) const {
 
 int HandleRegistry::SetCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
                                 void* userData) {
-  std::unique_ptr<Notifier> replaced;
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto found = devices_.find(device);
+  if (found == devices_.end()) return VSIM_ERROR_INVALID_HANDLE;
+  if (!callback) return VSIM_ERROR_INVALID_ARGUMENT;
+  std::shared_ptr<Notifier>& notifier = found->second->notifier;
+  if (!notifier) notifier = std::make_shared<Notifier>(*found->second->board);
+  notifier->Add(callback, userData);
+  return 0;
+}
+
+int HandleRegistry::RemoveCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
+                                   void* userData) {
+  std::shared_ptr<Notifier> notifier;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     auto found = devices_.find(device);
     if (found == devices_.end()) return VSIM_ERROR_INVALID_HANDLE;
-    std::unique_ptr<Notifier>& notifier = found->second->notifier;
-    if (notifier && notifier->RunsOnThisThread()) return VSIM_ERROR_BUSY;
-    replaced = std::move(notifier);
-    if (callback) notifier = std::make_unique<Notifier>(*found->second->board, callback, userData);
+    notifier = found->second->notifier;
+    // On its own thread the handle's reference must stay the last: the thread cannot join itself.
+    if (notifier && notifier->RunsOnThisThread()) {
+      return notifier->Remove(callback, userData) ? 0 : VSIM_ERROR_INVALID_ARGUMENT;
+    }
   }
-  return 0;  // the replaced notifier stops here, outside the lock
+  // Waiting for a running callback, which may call in, holds no lock.
+  return notifier && notifier->Remove(callback, userData) ? 0 : VSIM_ERROR_INVALID_ARGUMENT;
 }
 
 fpga_design* HandleRegistry::OpenDesign(const PLdevice* device) {
@@ -92,7 +112,7 @@ void HandleRegistry::CloseAll() {
     devices.swap(devices_);
     designs_.clear();
   }
-  for (auto& [handle, device] : devices) device->board->ReleaseQueueLocksOf(device.get());
+  for (auto& [handle, device] : devices) Release(*device);
 }
 
 }  // namespace vesk::sim

@@ -9,10 +9,11 @@
 #include "sim/core/Board.h"
 #include "sim/core/Notifier.h"
 
-// An open board handle; it owns its notification thread. The notifier goes before the board.
+// An open board handle with its notification thread, made by the first callback. Closing the
+// handle stops the thread; the notifier goes before the board.
 struct PLdevice {
   std::shared_ptr<vesk::sim::Board> board;
-  std::unique_ptr<vesk::sim::Notifier> notifier;
+  std::shared_ptr<vesk::sim::Notifier> notifier;
 };
 
 struct fpga_design {
@@ -33,8 +34,11 @@ class HandleRegistry {
   int CloseDevice(PLdevice* device);
   // Null for a pointer that is not an open handle.
   std::shared_ptr<Board> BoardOf(const PLdevice* device) const;
-  // A null callback stops the notifications of the handle.
+  // Adds the callback with its user data to those of the handle; each pair is kept once.
   int SetCallback(PLdevice* device, VHalAsyncNotifyCallback callback, void* userData);
+  // Forgets one pair; once it returns, that callback is not called again and, unless this is
+  // its own notification thread, is not running.
+  int RemoveCallback(PLdevice* device, VHalAsyncNotifyCallback callback, void* userData);
 
   fpga_design* OpenDesign(const PLdevice* device);
   int CloseDesign(fpga_design* design);
@@ -47,6 +51,8 @@ class HandleRegistry {
   void CloseAll();
 
  private:
+  static void Release(PLdevice& closed);
+
   mutable std::mutex mutex_;
   std::map<const void*, std::unique_ptr<PLdevice>> devices_;
   std::map<const void*, std::unique_ptr<fpga_design>> designs_;

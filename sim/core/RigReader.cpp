@@ -1,5 +1,8 @@
 #include "sim/core/RigReader.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <rapidxml/rapidxml.hpp>
 
 #include <algorithm>
@@ -7,7 +10,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <initializer_list>
 #include <optional>
 #include <set>
@@ -36,6 +38,9 @@ std::vector<std::string> VariantNames() {
   return names;
 }
 
+// White space as XML and RapidXml know it.
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
 // Decimal or 0x-prefixed hexadecimal, nothing else around it.
 std::optional<int64_t> ParseNumber(const std::string& text) {
   const bool negative = !text.empty() && text[0] == '-';
@@ -63,6 +68,7 @@ class Parser {
   }
 
   Rig Parse() {
+    CheckDepth();
     rapidxml::xml_document<char> document;
     try {
       document.parse<0>(buffer_.data());
@@ -75,6 +81,7 @@ class Parser {
       throw RigError(source_, root ? LineOf(root->name()) : 1, root ? NameOf(root) : "rig",
                      "the root element must be <rig>");
     }
+    if (const Node* second = root->next_sibling()) Fail(second, "a rig has one root element");
     CheckAttributes(root, {});
     Rig rig;
     rig.source = source_;
@@ -94,13 +101,87 @@ class Parser {
   }
 
  private:
+  // RapidXml descends once per level of nesting, so a hostile rig could take the stack with it:
+  // the levels are counted first, the way RapidXml will see them. The count errs only upwards
+  // (inside a document type's declarations), or where RapidXml refuses the text before it
+  // descends any further.
+  void CheckDepth() const {
+    int depth = 0;
+    for (size_t at = text_.find('<'); at != std::string::npos; at = text_.find('<', at)) {
+      if (Skipped(at, "<!--", "-->") || Skipped(at, "<![CDATA[", "]]>") ||
+          Skipped(at, "<?", "?>") || Skipped(at, "<!", ">")) {
+        continue;
+      }
+      if (Skipped(at, "</", ">")) {
+        depth = std::max(depth - 1, 0);
+        continue;
+      }
+      const size_t end = EndOfTag(at);
+      if (end == std::string::npos) return;
+      if (text_[end - 1] != '/' && ++depth > RigReader::kMaxDepth) {
+        const size_t name = text_.find_first_of(" \t\r\n/>?", at + 1);
+        throw RigError(
+            source_, LineAt(at), text_.substr(at + 1, std::min<size_t>(name - at - 1, 64)),
+            "elements nest deeper than " + std::to_string(RigReader::kMaxDepth) + " levels");
+      }
+      at = end + 1;
+    }
+  }
+
+  // Whether a markup that opens with open starts at at; if so, at moves past its close, or to
+  // the end of the text.
+  bool Skipped(size_t& at, const char* open, const char* close) const {
+    if (text_.compare(at, std::strlen(open), open) != 0) return false;
+    const size_t end = text_.find(close, at + std::strlen(open));
+    at = end == std::string::npos ? end : end + std::strlen(close);
+    return true;
+  }
+
+  // The '>' that closes the open tag at at, read by RapidXml's grammar: a name, then attributes
+  // name="value" or name='value'. npos where RapidXml refuses the tag.
+  size_t EndOfTag(size_t at) const {
+    size_t i = at + 1;
+    const auto skipName = [&](const char* stops) {
+      const size_t start = i;
+      while (i < text_.size() && text_[i] != '\0' && !IsSpace(text_[i]) &&
+             !std::strchr(stops, text_[i])) {
+        ++i;
+      }
+      return i > start;
+    };
+    const auto skipSpace = [&] {
+      while (i < text_.size() && IsSpace(text_[i])) ++i;
+      return i < text_.size();
+    };
+    if (!skipName("/>?")) return std::string::npos;
+    while (skipSpace()) {
+      if (text_[i] == '>') return i;
+      if (text_[i] == '/') return text_.compare(i, 2, "/>") == 0 ? i + 1 : std::string::npos;
+      if (!skipName("/<>=?!") || !skipSpace() || text_[i++] != '=' || !skipSpace()) break;
+      const char quote = text_[i];
+      if (quote != '"' && quote != '\'') break;
+      i = text_.find(quote, i + 1);
+      if (i == std::string::npos) break;
+      ++i;
+    }
+    return std::string::npos;
+  }
+
   [[noreturn]] void Fail(const Node* node, const std::string& what) const {
-    throw RigError(source_, LineOf(node->name()), Describe(node), what);
+    FailAt(node->name(), node, what);
+  }
+  // At the line of position, inside node.
+  [[noreturn]] void FailAt(const char* position, const Node* node, const std::string& what) const {
+    throw RigError(source_, LineOf(position), Describe(node), what);
   }
 
   int LineOf(const char* position) const {
-    const size_t offset = std::min(static_cast<size_t>(position - buffer_.data()), text_.size());
-    return 1 + static_cast<int>(std::count(text_.begin(), text_.begin() + offset, '\n'));
+    return LineAt(static_cast<size_t>(position - buffer_.data()));
+  }
+
+  int LineAt(size_t offset) const {
+    const auto end = text_.begin() + static_cast<std::ptrdiff_t>(std::min(offset, text_.size()));
+    return 1 + static_cast<int>(std::count(text_.begin(), end, '\n'));
   }
 
   // The element with its naming attribute, as the reader would find it in the file.
@@ -124,13 +205,18 @@ class Parser {
     return children;
   }
 
+  // Each attribute is read by its name, so a second of the same name would go unseen.
   void CheckAttributes(const Node* node, const std::vector<const char*>& allowed) const {
+    std::set<std::string> seen;
     for (const Attribute* attribute = node->first_attribute(); attribute;
          attribute = attribute->next_attribute()) {
       const std::string name(attribute->name(), attribute->name_size());
       const bool known = std::any_of(allowed.begin(), allowed.end(),
                                      [&](const char* candidate) { return name == candidate; });
       if (!known) Fail(node, "unknown attribute '" + name + "'");
+      if (!seen.insert(name).second) {
+        FailAt(attribute->name(), node, "attribute '" + name + "' given twice");
+      }
     }
   }
 
@@ -334,6 +420,49 @@ class Parser {
   std::set<std::pair<int, unsigned>> usedPorts_;
 };
 
+// Closes a file when it goes.
+struct FileCloser {
+  int file;
+  ~FileCloser() { close(file); }
+};
+
+// Opened without waiting, so that a FIFO cannot hold the reader, and read only if regular and of
+// a rig's size; the bound holds for a file that grows while it is read, too.
+std::string ReadText(const std::string& path) {
+  const auto failed = [&](const std::string& what) {
+    return std::runtime_error("rig file '" + path + "' " + what);
+  };
+  const auto unreadable = [&] {
+    return failed(std::string("cannot be read: ") + std::strerror(errno));
+  };
+  const auto tooLarge = [&](uint64_t bytes) {
+    return failed("has " + std::to_string(bytes) + " bytes; a rig has " +
+                  std::to_string(RigReader::kMaxFileBytes) + " at most");
+  };
+  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) throw unreadable();
+  const FileCloser closer{file};
+  struct stat status {};
+  if (fstat(file, &status) != 0) throw unreadable();
+  if (!S_ISREG(status.st_mode)) throw failed("is not a regular file");
+  if (static_cast<uint64_t>(status.st_size) > RigReader::kMaxFileBytes)
+    throw tooLarge(status.st_size);
+  std::string text(RigReader::kMaxFileBytes + 1, '\0');
+  size_t size = 0;
+  while (size < text.size()) {
+    const ssize_t got = read(file, &text[size], text.size() - size);
+    if (got == 0) break;
+    if (got > 0) {
+      size += static_cast<size_t>(got);
+    } else if (errno != EINTR) {
+      throw unreadable();
+    }
+  }
+  if (size > RigReader::kMaxFileBytes) throw tooLarge(size);
+  text.resize(size);
+  return text;
+}
+
 }  // namespace
 
 Rig RigReader::Read(const std::string& text, const std::string& source,
@@ -342,14 +471,8 @@ Rig RigReader::Read(const std::string& text, const std::string& source,
 }
 
 Rig RigReader::ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    throw std::runtime_error("rig file '" + path + "' cannot be read: " + std::strerror(errno));
-  }
-  std::ostringstream text;
-  text << in.rdbuf();
   const size_t slash = path.rfind('/');
-  return Read(text.str(), path, slash == std::string::npos ? "." : path.substr(0, slash));
+  return Read(ReadText(path), path, slash == std::string::npos ? "." : path.substr(0, slash));
 }
 
 }  // namespace vesk::sim

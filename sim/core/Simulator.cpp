@@ -6,6 +6,7 @@
 
 #include "sim/core/DefaultRig.h"
 #include "sim/core/RigReader.h"
+#include "sim/core/Transports.h"
 #include "sim/include/vesk_sim.h"
 
 namespace vesk::sim {

@@ -174,6 +174,12 @@ VSIM_EXPORT int VHalRegisterAsyncNotifyCallback(PLdevice* device, VHalAsyncNotif
   return Simulator::Get().Handles().SetCallback(device, callback, userData);
 }
 
+VSIM_EXPORT int VHalUnregisterAsyncNotifyCallback(PLdevice* device,
+                                                  VHalAsyncNotifyCallback callback,
+                                                  void* userData) {
+  return Simulator::Get().Handles().RemoveCallback(device, callback, userData);
+}
+
 VSIM_EXPORT int VHalCameraCtrlIsAvailable(PLdevice* device) {
   return WithController(device, [](CameraControl&) { return 0; });
 }

@@ -1,8 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
 #include <fstream>
+#include <future>
 #include <set>
+#include <thread>
 #include <tuple>
 
 #include "sim/core/DefaultRig.h"
@@ -14,6 +21,7 @@
 namespace vesk::sim {
 namespace {
 
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsSupersetOf;
 
@@ -52,6 +60,12 @@ TEST(RigReader, ReadsBoardsCamerasLinksAndFaults) {
   const FaultSettings& faults = camera.faults;
   EXPECT_EQ(std::tie(faults.corruptPerMille, faults.delayMs), std::make_tuple(7u, 40u));
   EXPECT_EQ(faults.silentAfter, -1);
+}
+
+std::string Repeated(const std::string& text, size_t times) {
+  std::string repeated;
+  for (size_t i = 0; i < times; ++i) repeated += text;
+  return repeated;
 }
 
 // Each message names the file, the line, the element and the fault.
@@ -94,6 +108,13 @@ TEST(RigReader, BadRigsAreRefusedWithTheirReason) {
              "<camera id='b'><link board='0' port='1'/></camera></rig>",
        "port 1 of board 0 holds another link already"},
       {one + "<camera id='a'><link port='1'/></camera></rig>", "attribute 'board' is missing"},
+      // What XML allows but a rig does not.
+      {"<rig/>\n<rig/>", "bench.xml:2: <rig>: a rig has one root element"},
+      {"<rig>\n<board type='1' ports='4'\n  type='2' design='cxp-drp'/></rig>",
+       "bench.xml:3: <board>: attribute 'type' given twice"},
+      // The reader descends once per level: far deeper than a rig goes is refused, not followed.
+      {"<rig>\n" + Repeated("<camera>\n", 100000),
+       "bench.xml:65: <camera>: elements nest deeper than 64 levels"},
   };
   for (const auto& [text, message] : rigs) {
     try {
@@ -113,6 +134,39 @@ TEST(RigReader, FileErrorsNameThePathAndRelativeXmlFilesLieBesideTheRig) {
   const Rig rig = RigReader::ReadFile(dir.File("rig.xml"));
   EXPECT_EQ(rig.source, dir.File("rig.xml"));
   EXPECT_EQ(rig.cameras.at(0).xmlFile, dir.Path() + "/cam.xml");
+}
+
+// The reader runs on a thread of its own here, so that a reader stuck in a FIFO fails the test
+// instead of hanging it: a writer that comes and goes then lets it go.
+std::string ErrorReading(const std::string& path) {
+  std::promise<std::string> error;
+  std::future<std::string> done = error.get_future();
+  std::thread reader([&] {
+    try {
+      RigReader::ReadFile(path);
+      error.set_value("taken");
+    } catch (const std::exception& refused) {
+      error.set_value(refused.what());
+    }
+  });
+  if (done.wait_for(10s) != std::future_status::ready) {
+    close(open(path.c_str(), O_WRONLY | O_NONBLOCK));
+  }
+  reader.join();
+  return done.get();
+}
+
+TEST(RigReader, ReadsRegularFilesOfARigsSizeOnly) {
+  test::TempDir dir;
+  const std::string fifo = dir.File("fifo.xml");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const std::string large = dir.File("large.xml");
+  test::WriteText(large, "<rig>" + std::string(RigReader::kMaxFileBytes, ' ') + "</rig>");
+  const std::pair<std::string, std::string> files[] = {
+      {fifo, "rig file '" + fifo + "' is not a regular file"},
+      {large, "rig file '" + large + "' has 1048587 bytes; a rig has 1048576 at most"},
+  };
+  for (const auto& [path, message] : files) EXPECT_EQ(ErrorReading(path), message);
 }
 
 // The library tells a design's form from the names it has; every variant must show its own.

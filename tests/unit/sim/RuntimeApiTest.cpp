@@ -1,6 +1,7 @@
 // The two runtime libraries through their C functions, as the library and the tests meet them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -236,6 +237,64 @@ TEST_F(RuntimeApi, NotificationsRunOnEachHandlesOwnThreadUntilItCloses) {
   ASSERT_TRUE(second.Await(3));
   EXPECT_EQ(first.calls.size(), 2u);  // nobody listens on the closed handle
   EXPECT_EQ(VHalFreeDevice(second.device), 0);
+}
+
+// Which callbacks heard a notification, by the number each is named with.
+struct Heard {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::vector<int> names;
+
+  template <int Name>
+  static int Callback(int, unsigned long, unsigned long, unsigned long, void* user) {
+    auto* self = static_cast<Heard*>(user);
+    std::lock_guard<std::mutex> lock(self->mutex);
+    self->names.push_back(Name);
+    self->changed.notify_all();
+    return 0;
+  }
+  // What was heard, sorted, once all of lasts were, or by the bound.
+  std::vector<int> After(const std::vector<int>& lasts) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait_for(lock, 10s, [&] {
+      return std::all_of(lasts.begin(), lasts.end(), [&](int name) {
+        return std::find(names.begin(), names.end(), name) != names.end();
+      });
+    });
+    std::vector<int> sorted = names;
+    std::sort(sorted.begin(), sorted.end());
+    return sorted;
+  }
+};
+
+// Callbacks 1 and 2 on one handle, 3 on another that only witnesses the notification.
+TEST_F(RuntimeApi, AHandleKeepsEveryCallbackUntilItIsUnregisteredOrFreed) {
+  enum Then { Keep, UnregisterTheFirst, FreeTheHandle };
+  const std::pair<Then, std::vector<int>> rows[] = {
+      {Keep, {1, 2, 3}},
+      {UnregisterTheFirst, {2, 3}},
+      {FreeTheHandle, {3}},
+  };
+  for (const auto& [then, heard] : rows) {
+    Heard calls;
+    PLdevice* device = VHalInitDevice(2);
+    PLdevice* witness = VHalInitDevice(2);
+    ASSERT_EQ(VHalRegisterAsyncNotifyCallback(device, &Heard::Callback<1>, &calls), 0);
+    ASSERT_EQ(VHalRegisterAsyncNotifyCallback(device, &Heard::Callback<2>, &calls), 0);
+    if (then == UnregisterTheFirst) {
+      EXPECT_EQ(VHalUnregisterAsyncNotifyCallback(device, &Heard::Callback<1>, &calls), 0);
+      EXPECT_LT(VHalUnregisterAsyncNotifyCallback(device, &Heard::Callback<1>, &calls), 0);
+    }
+    if (then == FreeTheHandle) EXPECT_EQ(VHalFreeDevice(device), 0);
+    ASSERT_EQ(VHalRegisterAsyncNotifyCallback(witness, &Heard::Callback<3>, &calls), 0);
+    ASSERT_EQ(VSimNotify(2, 4, 1), 0);
+    // A handle runs its callbacks in order: once 2 is heard, 1 was or never will be.
+    EXPECT_EQ(calls.After(then == FreeTheHandle ? std::vector<int>{3} : std::vector<int>{2, 3}),
+              heard)
+        << then;
+    if (then != FreeTheHandle) EXPECT_EQ(VHalFreeDevice(device), 0);
+    EXPECT_EQ(VHalFreeDevice(witness), 0);
+  }
 }
 
 TEST_F(RuntimeApi, ControlApiListsTheRigAndRejectsBadArguments) {

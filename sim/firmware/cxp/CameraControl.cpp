@@ -1,4 +1,4 @@
-#include "sim/core/CameraControl.h"
+#include "sim/firmware/cxp/CameraControl.h"
 
 #include "sim/include/vesk_sim.h"
 

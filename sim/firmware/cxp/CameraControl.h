@@ -1,5 +1,5 @@
-#ifndef VESK_SIM_CORE_CAMERA_CONTROL_H
-#define VESK_SIM_CORE_CAMERA_CONTROL_H
+#ifndef VESK_SIM_FIRMWARE_CXP_CAMERA_CONTROL_H
+#define VESK_SIM_FIRMWARE_CXP_CAMERA_CONTROL_H
 
 #include <array>
 #include <cstdint>
@@ -22,7 +22,8 @@ enum class PortControl {
 // calls set, per port, for the firmware model to act on. Safe to use from several threads.
 class CameraControl {
  public:
-  // Nibble n names the firmware port that physical port n feeds.
+  // Nibble k (k = 0 .. 7) holds the physical port of firmware port k, nibble 8 + k the firmware
+  // port of physical port k.
   static constexpr uint64_t kIdentityMap = 0x7654321076543210;
 
   explicit CameraControl(unsigned ports) : ports_(ports) {}

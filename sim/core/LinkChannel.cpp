@@ -1,0 +1,151 @@
+#include "sim/core/LinkChannel.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vesk::sim {
+
+LinkChannel::~LinkChannel() {
+  {
+    std::lock_guard<std::mutex> lock(lateMutex_);
+    stopping_ = true;
+  }
+  lateChanged_.notify_all();
+  if (courier_.joinable()) courier_.join();
+}
+
+Cable LinkChannel::GetCable() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return cable_;
+}
+
+void LinkChannel::SetCable(Cable cable, std::shared_ptr<DeviceModel> device) {
+  std::shared_ptr<DeviceModel> pulled;  // goes outside the lock: it may answer as it goes
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    cable_ = std::move(cable);
+    pulled = std::exchange(device_, std::move(device));
+  }
+  std::lock_guard<std::mutex> lock(lateMutex_);
+  late_.clear();
+}
+
+void LinkChannel::SetSpeed(uint32_t speed) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  speed_ = speed;
+}
+
+uint32_t LinkChannel::Speed() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return speed_;
+}
+
+bool LinkChannel::Locked() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return LockedHeld();
+}
+
+bool LinkChannel::LockedHeld() const {
+  if (!cable_.camera) return false;
+  const std::vector<uint32_t>& speeds = cable_.camera->spec.speeds;
+  return speeds.empty() || std::find(speeds.begin(), speeds.end(), speed_) != speeds.end();
+}
+
+void LinkChannel::SetReceiver(Receiver receiver) {
+  std::lock_guard<std::recursive_mutex> lock(receiverMutex_);
+  receiver_ = std::move(receiver);
+}
+
+bool LinkChannel::ToCamera(const Packet& packet) {
+  std::shared_ptr<DeviceModel> device;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!LockedHeld() || !device_) return false;
+    device = device_;
+  }
+  ++toCamera_;
+  device->FromBoard(packet);
+  return true;
+}
+
+void LinkChannel::ToBoard(const Packet& packet) {
+  std::shared_ptr<CameraUnit> camera;
+  std::shared_ptr<DeviceModel> device;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!LockedHeld()) return;
+    camera = cable_.camera;
+    device = device_;
+  }
+  // Both sequences advance on every answer, so each stays repeatable whatever the other does.
+  const Fault portFault = faults_.Next();
+  const Fault cameraFault = camera->faults.Next();
+  FaultPlan& plan = portFault != Fault::None ? faults_ : camera->faults;
+  switch (portFault != Fault::None ? portFault : cameraFault) {
+    case Fault::None:
+      Deliver(packet);
+      return;
+    case Fault::Drop:
+    case Fault::Silent:
+      return;
+    case Fault::Corrupt: {
+      Packet corrupted = packet;
+      if (!corrupted.empty()) {
+        const uint32_t bit = plan.Draw(static_cast<uint32_t>(corrupted.size() * 8));
+        corrupted[bit / 8] ^= static_cast<uint8_t>(1u << (bit % 8));
+      }
+      Deliver(corrupted);
+      return;
+    }
+    case Fault::Odd:
+      for (const Packet& odd : device ? device->Oddly(packet) : std::vector<Packet>{packet}) {
+        Deliver(odd);
+      }
+      return;
+    case Fault::Delay:
+      Delay(packet, plan.Settings().delayMs);
+      return;
+  }
+}
+
+void LinkChannel::Deliver(const Packet& packet) {
+  std::lock_guard<std::recursive_mutex> lock(receiverMutex_);
+  if (!receiver_) return;
+  ++fromCamera_;
+  receiver_(packet);
+}
+
+void LinkChannel::Delay(Packet packet, uint32_t delayMs) {
+  std::lock_guard<std::mutex> lock(lateMutex_);
+  // Equal times keep their order: a multimap inserts behind its equals.
+  late_.emplace(Clock::now() + std::chrono::milliseconds(delayMs), std::move(packet));
+  if (!courier_.joinable()) courier_ = std::thread(&LinkChannel::DeliverLate, this);
+  lateChanged_.notify_all();
+}
+
+void LinkChannel::DeliverLate() {
+  // Delay and the destructor wake the thread; the bound keeps every wait of the simulator finite.
+  constexpr auto kIdle = std::chrono::milliseconds(200);
+  std::unique_lock<std::mutex> lock(lateMutex_);
+  while (!stopping_) {
+    const Clock::time_point due = late_.empty() ? Clock::now() + kIdle : late_.begin()->first;
+    if (late_.empty() || Clock::now() < due) {
+      lateChanged_.wait_until(lock, due);
+      continue;
+    }
+    Packet packet = std::move(late_.begin()->second);
+    late_.erase(late_.begin());
+    lock.unlock();
+    Deliver(packet);
+    lock.lock();
+  }
+}
+
+PortCounters LinkChannel::Counters() const { return {toCamera_.load(), fromCamera_.load()}; }
+
+void LinkChannel::ResetCounters() {
+  toCamera_ = 0;
+  fromCamera_ = 0;
+}
+
+}  // namespace vesk::sim
