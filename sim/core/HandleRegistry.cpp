@@ -42,7 +42,7 @@ std::shared_ptr<Board> HandleRegistry::BoardOf(const PLdevice* device) const {
   return found == devices_.end() ? nullptr : found->second->board;
 }
 
-int HandleRegistry::SetCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
+int HandleRegistry::AddCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
                                 void* userData) {
   std::lock_guard<std::mutex> lock(mutex_);
   auto found = devices_.find(device);

@@ -35,7 +35,7 @@ class HandleRegistry {
   // Null for a pointer that is not an open handle.
   std::shared_ptr<Board> BoardOf(const PLdevice* device) const;
   // Adds the callback with its user data to those of the handle; each pair is kept once.
-  int SetCallback(PLdevice* device, VHalAsyncNotifyCallback callback, void* userData);
+  int AddCallback(PLdevice* device, VHalAsyncNotifyCallback callback, void* userData);
   // Forgets one pair; once it returns, that callback is not called again and, unless this is
   // its own notification thread, is not running.
   int RemoveCallback(PLdevice* device, VHalAsyncNotifyCallback callback, void* userData);

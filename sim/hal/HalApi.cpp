@@ -171,7 +171,7 @@ VSIM_EXPORT int VHalWriteConfig(PLdevice* device, unsigned int tag, unsigned int
 
 VSIM_EXPORT int VHalRegisterAsyncNotifyCallback(PLdevice* device, VHalAsyncNotifyCallback callback,
                                                 void* userData) {
-  return Simulator::Get().Handles().SetCallback(device, callback, userData);
+  return Simulator::Get().Handles().AddCallback(device, callback, userData);
 }
 
 VSIM_EXPORT int VHalUnregisterAsyncNotifyCallback(PLdevice* device,

@@ -117,7 +117,7 @@ TEST_F(SimulatorTest, HandlesRegistersCablesAndNotificationsFromSeveralThreads) 
       PLdevice* device = simulator_.OpenDevice(0);
       std::shared_ptr<Board> board = simulator_.Handles().BoardOf(device);
       ASSERT_NE(board, nullptr);
-      ASSERT_EQ(simulator_.Handles().SetCallback(device, &CountCall, &calls), 0);
+      ASSERT_EQ(simulator_.Handles().AddCallback(device, &CountCall, &calls), 0);
       ASSERT_EQ(board->WriteRegister(1, static_cast<uint64_t>(round)), 0);
       uint64_t value = 0;
       ASSERT_EQ(board->ReadRegister(1, value), 0);
