@@ -4,17 +4,18 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <locale>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
-#include <vector>
+
+#include "templates/platform/BoundedFile.h"
 
 namespace vesk::core::plex {
+
+using templates::platform::BoundedFile;
 
 struct CxpLinkConfiguration::LinkSlot {
   uint32_t physicalIndex = kUnset;
@@ -120,8 +121,8 @@ class CxpLinkConfiguration::Reader {
  public:
   Reader(CxpLinkConfiguration& model, std::string name) : model_(model), name_(std::move(name)) {}
 
-  // `text` ends with a zero; the parser works in it.
-  void Read(std::vector<char> text) {
+  // The parser works in the text, up to its first zero.
+  void Read(std::string text) {
     if (text.empty() || text[0] == '\0') {
       throw std::runtime_error("XML file is empty: '" + name_ + "'");
     }
@@ -338,23 +339,14 @@ void CxpLinkConfiguration::WriteToFile(const std::string& fileName) const {
 
 void CxpLinkConfiguration::ReadFromFile(const std::string& fileName) {
   impl_->fileName = fileName;
-  std::ifstream in(fileName, std::ios::in | std::ios::binary | std::ios::ate);
-  // A directory opens too, but its end position is no size.
-  std::error_code ignored;
-  if (!in || std::filesystem::is_directory(fileName, ignored)) {
-    throw std::runtime_error("Error opening file '" + fileName + "' for reading!");
-  }
-  const std::streamoff size = in.tellg();
-  std::vector<char> text(static_cast<size_t>(size) + 1, '\0');
-  in.seekg(0);
-  in.read(text.data(), size);
-  Reader(*this, fileName).Read(std::move(text));
+  BoundedFile file = BoundedFile::Read(fileName, kMaxFileSize);
+  if (file.GetStatus() == BoundedFile::Status::kTooLarge) throw std::runtime_error(file.Error());
+  if (!file) throw std::runtime_error("Error opening file '" + fileName + "' for reading!");
+  Reader(*this, fileName).Read(file.TakeText());
 }
 
 void CxpLinkConfiguration::ReadFromString(const char* text) {
-  std::vector<char> copy(1, '\0');
-  if (text) copy.assign(text, text + std::strlen(text) + 1);
-  Reader(*this, "<buffer>").Read(std::move(copy));
+  Reader(*this, "<buffer>").Read(text ? text : "");
 }
 
 void CxpLinkConfiguration::Reload() {

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "templates/platform/BoundedFile.h"
 #include "vesk_genicam/impl/ApiArguments.h"
 #include "vesk_genicam/impl/ApiBoundary.h"
 #include "vesk_genicam/impl/ApiCall.h"
@@ -214,6 +215,7 @@ bool restoreNodeValue(GenApi::INode* node, const std::string& text, bool onlyIfC
 
 using vesk::genicam::ApiCall;
 using vesk::genicam::FormatCamera;
+using vesk::templates::platform::BoundedFile;
 
 int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file) {
   ApiCall call(__LINE__, "Mlo_SaveCameraParameters", [=] { return FormatCamera(camera); });
@@ -243,8 +245,15 @@ int Mlo_LoadCameraParameters(MloCameraHandle* camera, const char* file, unsigned
   if (!cameraInterface->IsGenicamConnected())
     return call.Fail(MLO_ERR_NO_GENICAM_CONNECTION, "Invalid XML connection ");
   if (!file) return call.Fail(MLO_ERR_INVALID_FILENAME, " Invalid param File Name");
-  std::ifstream stream(file);
-  if (!stream) return call.Return(MLO_ERR_INVALID_FILENAME);
+  BoundedFile dump = BoundedFile::Read(file, vesk::genicam::kMaxDumpFileSize);
+  if (dump.GetStatus() == BoundedFile::Status::kCannotOpen) {
+    return call.Return(MLO_ERR_INVALID_FILENAME);
+  }
+  if (dump.GetStatus() == BoundedFile::Status::kNotRegular) {
+    return call.Fail(MLO_ERR_INVALID_FILENAME, dump.Error());
+  }
+  if (!dump) return call.Fail(MLO_ERR_FILE_ACCESS, dump.Error());
+  std::istringstream stream(dump.TakeText());
   const bool done =
       vesk::genicam::restoreCameraParameters(stream, cameraInterface->GetCameraNodeMap(),
                                              flags & vesk::genicam::kStrict, nullptr, nullptr);

@@ -1,6 +1,7 @@
 #ifndef VESK_GENICAM_IMPL_VESK_GENICAM_DUMP_H
 #define VESK_GENICAM_IMPL_VESK_GENICAM_DUMP_H
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 
@@ -11,6 +12,9 @@
 namespace vesk::genicam {
 
 // Told of each line applied: the feature's name and whether its value was taken.
+// A dump has a line per feature, some ten thousand at the most; a larger file is not loaded.
+constexpr size_t kMaxDumpFileSize = 16 << 20;
+
 using RestoreReport = void (*)(void* userData, const std::string& name, bool ok);
 
 // False only for a null map; a feature that cannot be read becomes a comment line.
