@@ -1,11 +1,13 @@
 // The camera parameter dump: features written to a text file and read back.
 #include "vesk_genicam/impl/vesk_genicam_dump.h"
 
+#include <algorithm>
 #include <exception>
 #include <fstream>
 #include <locale>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "templates/platform/BoundedFile.h"
 #include "vesk_genicam/impl/ApiArguments.h"
@@ -116,31 +118,44 @@ bool RestoreEnumeration(GenApi::INode* node, const std::string& text, bool onlyI
   return false;
 }
 
-}  // namespace
+// Real category trees are a few levels deep.
+constexpr size_t kMaxCategoryDepth = 64;
 
-bool dumpCameraParameters(std::ostream& stream, GenApi::CNodeMapRef* nodeMap) {
-  if (!nodeMap) return false;
-  stream << "# --- GenICam parameter dump\n\n";
-  GenApi::CNodePtr root = nodeMap->_GetNode("Root");
-  GenApi::NodeList_t children;
-  root->GetChildren(children, GenApi::ctReadingChildren);
-  for (GenApi::INode* child : children) {
-    if (child) dumpNode(child, stream);
+// The categories from Root to the one being walked. A camera's description may make them a
+// cycle, or a chain deeper than the stack: either ends the dump with an error naming the category.
+using CategoryPath = std::vector<GenApi::INode*>;
+
+void Enter(GenApi::INode* category, CategoryPath& path) {
+  if (std::find(path.begin(), path.end(), category) != path.end()) {
+    throw RUNTIME_EXCEPTION("Category '%s' lists itself through its features",
+                            category->GetName(false).c_str());
   }
-  return true;
+  if (path.size() == kMaxCategoryDepth) {
+    throw RUNTIME_EXCEPTION("Category '%s' lies deeper than %zu levels",
+                            category->GetName(false).c_str(), kMaxCategoryDepth);
+  }
+  path.push_back(category);
 }
 
-void dumpNode(GenApi::INode* node, std::ostream& stream) {
+void DumpNode(GenApi::INode* node, std::ostream& stream, CategoryPath& path);
+
+void DumpCategory(GenApi::INode* node, std::ostream& stream, CategoryPath& path) {
+  Enter(node, path);
+  GenApi::FeatureList_t features;
+  GenApi::CCategoryPtr(node)->GetFeatures(features);
+  for (GenApi::IValue* feature : features) {
+    if (feature) DumpNode(feature->GetNode(), stream, path);
+  }
+  path.pop_back();
+}
+
+void DumpNode(GenApi::INode* node, std::ostream& stream, CategoryPath& path) {
   if (!node) return;
   const GenApi::EAccessMode access = node->GetAccessMode();
   const GenApi::EInterfaceType type = node->GetPrincipalInterfaceType();
   const std::string name = node->GetName(false);
   if (type == GenApi::intfICategory) {
-    GenApi::FeatureList_t features;
-    GenApi::CCategoryPtr(node)->GetFeatures(features);
-    for (GenApi::IValue* feature : features) {
-      if (feature) dumpNode(feature->GetNode(), stream);
-    }
+    DumpCategory(node, stream, path);
     return;
   }
   if (access != GenApi::RO && access != GenApi::RW) {
@@ -164,6 +179,26 @@ void dumpNode(GenApi::INode* node, std::ostream& stream) {
   } catch (...) {
     stream << "# " << name << ": unknown exception\n";
   }
+}
+
+}  // namespace
+
+bool dumpCameraParameters(std::ostream& stream, GenApi::CNodeMapRef* nodeMap) {
+  if (!nodeMap) return false;
+  stream << "# --- GenICam parameter dump\n\n";
+  GenApi::CNodePtr root = nodeMap->_GetNode("Root");
+  GenApi::NodeList_t children;
+  root->GetChildren(children, GenApi::ctReadingChildren);
+  CategoryPath path{root};
+  for (GenApi::INode* child : children) {
+    if (child) DumpNode(child, stream, path);
+  }
+  return true;
+}
+
+void dumpNode(GenApi::INode* node, std::ostream& stream) {
+  CategoryPath path;
+  DumpNode(node, stream, path);
 }
 
 bool restoreCameraParameters(std::istream& stream, GenApi::CNodeMapRef* nodeMap, bool strict,

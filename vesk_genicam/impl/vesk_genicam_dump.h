@@ -17,7 +17,8 @@ constexpr size_t kMaxDumpFileSize = 16 << 20;
 
 using RestoreReport = void (*)(void* userData, const std::string& name, bool ok);
 
-// False only for a null map; a feature that cannot be read becomes a comment line.
+// False only for a null map; a feature that cannot be read becomes a comment line. Categories
+// that list themselves, or nest deeper than 64 levels, raise GenICam::RuntimeException.
 bool dumpCameraParameters(std::ostream& stream, GenApi::CNodeMapRef* nodeMap);
 void dumpNode(GenApi::INode* node, std::ostream& stream);
 // Applies the lines in their order, once. strict: false at the first unknown name or value that

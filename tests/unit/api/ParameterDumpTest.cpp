@@ -250,19 +250,41 @@ TEST_F(ParameterDump, AFeatureThatCannotBeReadBecomesACommentAndTheSaveGoesOn) {
   }
 }
 
-// Without features the dump is its head alone; without a map the GenICam handler ends the save.
-TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
-  TestPort emptyPort;
-  emptyPort.xml = R"(<?xml version="1.0" encoding="UTF-8"?>
+// A camera description of these nodes and a port.
+std::string Description(const std::string& nodes) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?>
 <RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
     SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
     MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
     VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
     xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root" NameSpace="Standard"/>
+)" + nodes +
+         R"(
   <Port Name="Device"/>
 </RegisterDescription>
 )";
+}
+
+std::string Category(const std::string& name, const std::vector<std::string>& features) {
+  std::string text = "<Category Name=\"" + name + "\">";
+  for (const std::string& feature : features) text += "<pFeature>" + feature + "</pFeature>";
+  return text + "</Category>\n";
+}
+
+// Root, then C1 to C`count`, each listing the next one.
+std::string CategoryChain(int count) {
+  std::string nodes = Category("Root", {"C1"});
+  for (int i = 1; i < count; ++i) {
+    const std::string next = "C" + std::to_string(i + 1);
+    nodes += Category("C" + std::to_string(i), {next});
+  }
+  return nodes + Category("C" + std::to_string(count), {});
+}
+
+// Without features the dump is its head alone; without a map the GenICam handler ends the save.
+TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
+  TestPort emptyPort;
+  emptyPort.xml = Description(R"(<Category Name="Root" NameSpace="Standard"/>)");
   CCameraInterface emptyCamera(&emptyPort, &controller);
   ASSERT_EQ(emptyCamera.ConnectCamera(), 0);
   ASSERT_EQ(
@@ -279,6 +301,34 @@ TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
   ASSERT_EQ(failures.size(), 1u);
   EXPECT_NE(failures[0].find("|GenICam exception while "), std::string::npos) << failures[0];
   EXPECT_NE(failures[0].find("Feature not present (reference not valid)"), std::string::npos);
+}
+
+// A camera's categories that are no tree, a cycle or a chain deeper than the stack, fail the save
+// with an error that names the category where the walk stopped.
+TEST_F(ParameterDump, CategoriesThatAreNoTreeFailTheSaveNamingTheCategory) {
+  const std::pair<std::string, std::string> cases[] = {
+      {Category("Root", {"A"}) + Category("A", {"A"}), "'A'"},
+      {Category("Root", {"A"}) + Category("A", {"B"}) + Category("B", {"A"}), "'A'"},
+      {Category("Root", {"A"}) + Category("A", {"B"}) + Category("B", {"Root"}), "'Root'"},
+      {CategoryChain(20000), "'C"},
+  };
+  for (const auto& [nodes, named] : cases) {
+    SCOPED_TRACE(nodes.substr(0, 120));
+    TestPort treePort;
+    treePort.xml = Description(nodes);
+    CCameraInterface treeCamera(&treePort, &controller);
+    ASSERT_EQ(treeCamera.ConnectCamera(), 0);
+    CapturedLog::Take();
+    EXPECT_EQ(
+        Mlo_SaveCameraParameters(reinterpret_cast<MloCameraHandle*>(&treeCamera), file.c_str()),
+        -1999);
+    const std::vector<std::string> failures = CapturedLog::TakeFailures();
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_NE(failures[0].find("|GenICam exception while saving camera parameters: "),
+              std::string::npos)
+        << failures[0];
+    EXPECT_NE(failures[0].find("Category " + named), std::string::npos) << failures[0];
+  }
 }
 
 TEST_F(ParameterDump, RestoreReportsEveryLineAndCanSkipUnchangedValues) {
