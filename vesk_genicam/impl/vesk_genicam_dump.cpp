@@ -63,6 +63,8 @@ template <class Value>
 bool Extract(const std::string& text, Value& value) {
   if (text.empty()) return false;
   std::istringstream in(text);
+  // Dumps travel between machines: numbers have the classic form, whatever the global locale.
+  in.imbue(std::locale::classic());
   return static_cast<bool>(in >> value);
 }
 
@@ -164,6 +166,7 @@ void DumpNode(GenApi::INode* node, std::ostream& stream, CategoryPath& path) {
   }
   try {
     std::ostringstream value;
+    value.imbue(std::locale::classic());  // as the load reads it, whatever the global locale
     if (!FormatValue(node, type, value)) {
       stream << "# " << name << ": not supported\n";
       return;

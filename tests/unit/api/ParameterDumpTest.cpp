@@ -2,12 +2,15 @@
 // object whose port reads and writes the fake camera's own registers. Files are written, read,
 // edited and loaded back as an application would.
 #include <arv.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
+#include <locale>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -52,6 +55,31 @@ class FakeCameraPort : public TestPort {
 
  private:
   ArvFakeCamera* camera_;
+};
+
+// Numbers as German writes them: 1.024 and 2,5.
+class GermanNumbers : public std::numpunct<char> {
+ protected:
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+// The application's global locale made German for the scope, as installed or as built here.
+class GermanLocale {
+ public:
+  GermanLocale() : previous_(std::locale::global(German())) {}
+  ~GermanLocale() { std::locale::global(previous_); }
+
+ private:
+  static std::locale German() {
+    try {
+      return std::locale("de_DE.UTF-8");
+    } catch (const std::runtime_error&) {
+      return std::locale(std::locale::classic(), new GermanNumbers);
+    }
+  }
+  const std::locale previous_;
 };
 
 class ParameterDump : public ::testing::Test {
@@ -215,6 +243,19 @@ TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
   EXPECT_TRUE(port.Acquiring());
   ASSERT_EQ(Load("AcquisitionStop=0\n", 1), 0);
   EXPECT_TRUE(port.Acquiring()) << "0 does not execute";
+}
+
+// A dump is read elsewhere: its numbers are the same whatever locale the application chose.
+TEST_F(ParameterDump, NumbersAreWrittenAndReadInTheClassicFormUnderAnyLocale) {
+  Integer("Width")->SetValue(1024);
+  Float("ExposureTimeAbs")->SetValue(2500);
+  const GermanLocale german;
+  ASSERT_EQ(Save(), 0);
+  EXPECT_THAT(ReadLines(file), testing::Contains("Width=1024"));
+  EXPECT_THAT(ReadLines(file), testing::Contains("ExposureTimeAbs=2500"));
+  EXPECT_EQ(Load("Width=640\nExposureTimeAbs=1234.5\n", 1), 0);
+  EXPECT_EQ(Integer("Width")->GetValue(), 640);
+  EXPECT_NEAR(Float("ExposureTimeAbs")->GetValue(), 1234.5, 1.0) << "whole microseconds";
 }
 
 // A value the camera refuses is no result code: its exception leaves the load, whatever the
