@@ -151,30 +151,30 @@ void DumpCategory(GenApi::INode* node, std::ostream& stream, CategoryPath& path)
   path.pop_back();
 }
 
+// The line of a feature that is no category. Its access mode is read here too: a register
+// behind it may fail like the value's own.
+std::string FeatureLine(GenApi::INode* node, GenApi::EInterfaceType type, const std::string& name) {
+  const GenApi::EAccessMode access = node->GetAccessMode();
+  if (access != GenApi::RO && access != GenApi::RW) return "#" + name + "\n";
+  std::ostringstream value;
+  value.imbue(std::locale::classic());  // as the load reads it, whatever the global locale
+  if (!FormatValue(node, type, value)) return "# " + name + ": not supported\n";
+  // Only what can be written back stands uncommented; a command is run only from a line that
+  // someone wrote by hand.
+  const bool comment = type == GenApi::intfICommand || access != GenApi::RW;
+  return (comment ? "#" : "") + name + "=" + value.str() + "\n";
+}
+
 void DumpNode(GenApi::INode* node, std::ostream& stream, CategoryPath& path) {
   if (!node) return;
-  const GenApi::EAccessMode access = node->GetAccessMode();
   const GenApi::EInterfaceType type = node->GetPrincipalInterfaceType();
   const std::string name = node->GetName(false);
   if (type == GenApi::intfICategory) {
     DumpCategory(node, stream, path);
     return;
   }
-  if (access != GenApi::RO && access != GenApi::RW) {
-    stream << "#" << name << "\n";
-    return;
-  }
   try {
-    std::ostringstream value;
-    value.imbue(std::locale::classic());  // as the load reads it, whatever the global locale
-    if (!FormatValue(node, type, value)) {
-      stream << "# " << name << ": not supported\n";
-      return;
-    }
-    // Only what can be written back stands uncommented; a command is run only from a line that
-    // someone wrote by hand.
-    const bool comment = type == GenApi::intfICommand || access != GenApi::RW;
-    stream << (comment ? "#" : "") << name << "=" << value.str() << "\n";
+    stream << FeatureLine(node, type, name);
   } catch (const GenICam::GenericException& error) {
     stream << "# " << name << ": genicam exception - " << error.GetDescription() << "\n";
   } catch (const std::exception& error) {

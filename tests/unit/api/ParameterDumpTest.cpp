@@ -57,6 +57,37 @@ class FakeCameraPort : public TestPort {
   ArvFakeCamera* camera_;
 };
 
+// A camera description of these nodes and a port.
+std::string Description(const std::string& nodes) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?>
+<RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
+    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
+    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
+    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
+    xmlns="http://www.genicam.org/GenApi/Version_1_1">
+)" + nodes +
+         R"(
+  <Port Name="Device"/>
+</RegisterDescription>
+)";
+}
+
+std::string Category(const std::string& name, const std::vector<std::string>& features) {
+  std::string text = "<Category Name=\"" + name + "\">";
+  for (const std::string& feature : features) text += "<pFeature>" + feature + "</pFeature>";
+  return text + "</Category>\n";
+}
+
+// Root, then C1 to C`count`, each listing the next one.
+std::string CategoryChain(int count) {
+  std::string nodes = Category("Root", {"C1"});
+  for (int i = 1; i < count; ++i) {
+    const std::string next = "C" + std::to_string(i + 1);
+    nodes += Category("C" + std::to_string(i), {next});
+  }
+  return nodes + Category("C" + std::to_string(count), {});
+}
+
 // Numbers as German writes them: 1.024 and 2,5.
 class GermanNumbers : public std::numpunct<char> {
  protected:
@@ -245,6 +276,32 @@ TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
   EXPECT_TRUE(port.Acquiring()) << "0 does not execute";
 }
 
+// A feature whose access mode depends on a register that cannot be read is one failed feature,
+// whichever of its conditions reads the register.
+TEST_F(ParameterDump, AFeatureWhoseAccessCannotBeReadBecomesACommentAndTheSaveGoesOn) {
+  for (const std::string condition : {"pIsImplemented", "pIsAvailable", "pIsLocked"}) {
+    SCOPED_TRACE(condition);
+    TestPort gatedPort;
+    gatedPort.xml = Description(Category("Root", {"Before", "Gated", "After"}) +
+                                R"(<Integer Name="Before"><Value>1</Value></Integer>
+           <Integer Name="Gated"><)" +
+                                condition + ">Gate</" + condition + R"(><Value>5</Value></Integer>
+           <Integer Name="After"><Value>2</Value></Integer>
+           <IntReg Name="Gate"><Address>0x10</Address><Length>4</Length><AccessMode>RO</AccessMode>
+             <pPort>Device</pPort><Cachable>NoCache</Cachable><Sign>Unsigned</Sign>
+             <Endianess>LittleEndian</Endianess></IntReg>)");
+    CCameraInterface gatedCamera(&gatedPort, &controller);
+    ASSERT_EQ(gatedCamera.ConnectCamera(), 0);
+    gatedPort.failure = [] { throw GenICam::TimeoutException("no acknowledge", "port", 1); };
+    EXPECT_EQ(
+        Mlo_SaveCameraParameters(reinterpret_cast<MloCameraHandle*>(&gatedCamera), file.c_str()),
+        0);
+    EXPECT_EQ(ReadText(file),
+              "# --- GenICam parameter dump\n\nBefore=1\n"
+              "# Gated: genicam exception - no acknowledge\nAfter=2\n");
+  }
+}
+
 // A dump is read elsewhere: its numbers are the same whatever locale the application chose.
 TEST_F(ParameterDump, NumbersAreWrittenAndReadInTheClassicFormUnderAnyLocale) {
   Integer("Width")->SetValue(1024);
@@ -289,37 +346,6 @@ TEST_F(ParameterDump, AFeatureThatCannotBeReadBecomesACommentAndTheSaveGoesOn) {
     ASSERT_EQ(Save(), 0);
     EXPECT_NE(ReadText(file).find("\n" + line + "\nHeight="), std::string::npos) << ReadText(file);
   }
-}
-
-// A camera description of these nodes and a port.
-std::string Description(const std::string& nodes) {
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
-    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
-    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
-    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
-    xmlns="http://www.genicam.org/GenApi/Version_1_1">
-)" + nodes +
-         R"(
-  <Port Name="Device"/>
-</RegisterDescription>
-)";
-}
-
-std::string Category(const std::string& name, const std::vector<std::string>& features) {
-  std::string text = "<Category Name=\"" + name + "\">";
-  for (const std::string& feature : features) text += "<pFeature>" + feature + "</pFeature>";
-  return text + "</Category>\n";
-}
-
-// Root, then C1 to C`count`, each listing the next one.
-std::string CategoryChain(int count) {
-  std::string nodes = Category("Root", {"C1"});
-  for (int i = 1; i < count; ++i) {
-    const std::string next = "C" + std::to_string(i + 1);
-    nodes += Category("C" + std::to_string(i), {next});
-  }
-  return nodes + Category("C" + std::to_string(count), {});
 }
 
 // Without features the dump is its head alone; without a map the GenICam handler ends the save.
