@@ -409,7 +409,10 @@ void CxpLinkConfiguration::WriteToFile(const std::string& fileName) const {
     text << "\t</linkgroup>\n";
   }
   if (!root.empty()) text << "</" << root << ">\n";
+  // A full disk shows only when the buffer goes out.
   out << text.str();
+  out.close();
+  if (!out) throw std::runtime_error("Error writing file '" + fileName + "'!");
 }
 
 void CxpLinkConfiguration::ReadFromFile(const std::string& fileName) {

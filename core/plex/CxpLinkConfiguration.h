@@ -58,6 +58,7 @@ class CxpLinkConfiguration {
   // Zeroes the link and link group counts; the groups keep their fields.
   void Reset();
 
+  // Raises also when the text did not reach the file in full.
   void WriteToFile(const std::string& fileName) const;
   // Remembers the name for Reload, also when the read fails.
   void ReadFromFile(const std::string& fileName);

@@ -264,14 +264,22 @@ int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file) {
   if (!file) return call.Fail(MLO_ERR_INVALID_FILENAME, " Invalid param File Name");
   std::ofstream stream(file, std::ios::out | std::ios::trunc);
   if (!stream) return call.Return(MLO_ERR_INVALID_FILENAME);
-  return call.Return(vesk::genicam::CatchAtBoundary(
+  const int code = vesk::genicam::CatchAtBoundary(
       [&](const std::string& message) { call.Fail(MLO_ERR_EXCEPTION, message); },
       [] { return "saving camera parameters"; },
       [&] {
         const bool done =
             vesk::genicam::dumpCameraParameters(stream, cameraInterface->GetCameraNodeMap());
         return done ? 0 : MLO_ERR_EXCEPTION;
-      }));
+      });
+  if (code) return call.Return(code);
+  // A full disk shows only when the buffer goes out.
+  stream.close();
+  if (!stream) {
+    return call.Fail(MLO_ERR_FILE_ACCESS,
+                     "Error saving parameter file '" + std::string(file) + "'");
+  }
+  return call.Return(0);
 }
 
 // Alone among the exported functions this one lets a GenICam exception out: a value that the

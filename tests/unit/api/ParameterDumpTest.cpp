@@ -170,6 +170,14 @@ TEST_F(ParameterDump, ArgumentsAreCheckedInOrderWithTheirCodesAndLines) {
                                                      entry + "LoadCameraParameters"}));
 }
 
+// A dump that did not reach the disk is no saved dump.
+TEST_F(ParameterDump, ASaveThatCannotBeWrittenFails) {
+  ExpectChecks({
+      CALL(Mlo_SaveCameraParameters(Handle(), "/dev/full"), -1006,
+           "Error saving parameter file '/dev/full'"),
+  });
+}
+
 TEST_F(ParameterDump, SaveWritesEachKindOfFeatureInItsForm) {
   Integer("Width")->SetValue(640);
   Float("ExposureTimeAbs")->SetValue(1234567);
