@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "templates/platform/BoundedFile.h"
+#include "tools/logging/ClassLogger.h"
 #include "vesk_genicam/impl/ApiArguments.h"
 #include "vesk_genicam/impl/ApiBoundary.h"
 #include "vesk_genicam/impl/ApiCall.h"
@@ -120,6 +121,44 @@ bool RestoreEnumeration(GenApi::INode* node, const std::string& text, bool onlyI
   return false;
 }
 
+tools::logging::ClassLogger& Logger() {
+  static tools::logging::ClassLogger logger{"vesk.genicam.ParameterDump"};
+  return logger;
+}
+
+std::string NameOf(const std::string& line) { return Trim(line.substr(0, line.find('='))); }
+
+struct Reporter {
+  void operator()(const std::string& name, bool ok) const {
+    if (callback) callback(userData, name, ok);
+  }
+  void* userData;
+  RestoreReport callback;
+};
+
+// Why a line is not applied as it stands; null for a whole line.
+const char* Damage(const std::string& line, bool lineEnded) {
+  // The node map would read the name or the value only up to the zero.
+  if (line.find('\0') != std::string::npos) return "it holds a zero byte";
+  if (!lineEnded) return "it has no line end, the file may be cut short";
+  return nullptr;
+}
+
+// Null once the value of the line is set, else why it is not.
+const char* ApplyLine(GenApi::CNodeMapRef* nodeMap, const std::string& line, bool lineEnded,
+                      const Reporter& report) {
+  const std::string name = NameOf(line);
+  const char* damage = Damage(line, lineEnded);
+  GenApi::INode* node = damage ? nullptr : nodeMap->_GetNode(name.c_str());
+  if (!node) {
+    report(name, false);
+    return damage ? damage : "no such feature";
+  }
+  const bool ok = restoreNodeValue(node, Trim(line.substr(line.find('=') + 1)), false);
+  report(node->GetName(false), ok);
+  return ok ? nullptr : "the value does not fit its feature";
+}
+
 // Real category trees are a few levels deep.
 constexpr size_t kMaxCategoryDepth = 64;
 
@@ -207,25 +246,17 @@ void dumpNode(GenApi::INode* node, std::ostream& stream) {
 bool restoreCameraParameters(std::istream& stream, GenApi::CNodeMapRef* nodeMap, bool strict,
                              void* userData, RestoreReport reportCallback) {
   if (!nodeMap) return false;
-  auto report = [&](const std::string& name, bool ok) {
-    if (reportCallback) reportCallback(userData, name, ok);
-  };
+  const Reporter report{userData, reportCallback};
   std::string line;
-  while (std::getline(stream, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    const size_t equals = line.find('=');
-    if (equals == std::string::npos) continue;
-    const std::string name = Trim(line.substr(0, equals));
-    const std::string value = Trim(line.substr(equals + 1));
-    GenApi::INode* node = nodeMap->_GetNode(name.c_str());
-    if (!node) {
-      report(name, false);
-      if (strict) return false;
-      continue;
-    }
-    const bool ok = restoreNodeValue(node, value, false);
-    report(node->GetName(false), ok);
-    if (!ok && strict) return false;
+  for (size_t number = 1; std::getline(stream, line); ++number) {
+    if (line.empty() || line[0] == '#' || line.find('=') == std::string::npos) continue;
+    const char* refused = ApplyLine(nodeMap, line, !stream.eof(), report);
+    if (!refused) continue;
+    Logger().Line(4, [&] {
+      return "Parameter dump line " + std::to_string(number) + " refused, " + refused + ": " +
+             NameOf(line);
+    });
+    if (strict) return false;
   }
   return true;
 }

@@ -21,8 +21,10 @@ using RestoreReport = void (*)(void* userData, const std::string& name, bool ok)
 // that list themselves, or nest deeper than 64 levels, raise GenICam::RuntimeException.
 bool dumpCameraParameters(std::ostream& stream, GenApi::CNodeMapRef* nodeMap);
 void dumpNode(GenApi::INode* node, std::ostream& stream);
-// Applies the lines in their order, once. strict: false at the first unknown name or value that
-// does not fit. A value the node refuses raises its GenICam exception through this function.
+// Applies the lines in their order, once. A line is refused for an unknown name, a value that
+// does not fit, a zero byte, or a missing line end (a file cut short), and logged with its number;
+// strict: false at the first refused line. A value the node refuses raises its GenICam exception
+// through this function.
 bool restoreCameraParameters(std::istream& stream, GenApi::CNodeMapRef* nodeMap, bool strict,
                              void* userData, RestoreReport reportCallback);
 bool restoreNodeValue(GenApi::INode* node, const std::string& text, bool onlyIfChanged);

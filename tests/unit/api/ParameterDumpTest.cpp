@@ -262,6 +262,30 @@ TEST_F(ParameterDump, StrictStopsAtTheFirstLineThatDoesNotFitAndLaxSkipsIt) {
   }
 }
 
+// A zero byte would cut the name short where the map looks it up; a last line without its line
+// end may be a value cut short. Both are refused like a line that does not fit, with its number.
+TEST_F(ParameterDump, ALineWithAZeroByteOrWithoutItsEndIsRefusedWithItsNumber) {
+  for (const std::string& broken : {std::string("Width\0junk=32\n", 14), std::string("Width=3")}) {
+    for (unsigned int flags : {1u, 0u}) {
+      SCOPED_TRACE(std::to_string(broken.size()) + (flags ? " strict" : " lax"));
+      Integer("Width")->SetValue(512);
+      Integer("GainRaw")->SetValue(0);
+      CapturedLog::Take();
+      EXPECT_EQ(Load("GainRaw=1\n# a comment\n" + broken, flags), flags ? -1102 : 0);
+      EXPECT_EQ(Integer("Width")->GetValue(), 512);
+      EXPECT_EQ(Integer("GainRaw")->GetValue(), 1);
+      std::vector<std::string> refusals;
+      for (const CapturedLine& line : CapturedLog::Take()) {
+        if (line.text.find("Parameter dump line ") != std::string::npos)
+          refusals.push_back(line.text);
+      }
+      ASSERT_EQ(refusals.size(), 1u);
+      EXPECT_NE(refusals[0].find("|Parameter dump line 3 refused"), std::string::npos)
+          << refusals[0];
+    }
+  }
+}
+
 TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
   Integer("Width")->SetValue(512);
   ASSERT_EQ(
