@@ -11,6 +11,7 @@
 #include <functional>
 #include <future>
 #include <string>
+#include <vector>
 
 #include "core/plex/CxpLinkConfiguration.h"
 #include "genapi/GenApi.h"
