@@ -1,21 +1,21 @@
 #include "genapi/NodeMapFactory.h"
 
-#include <fstream>
-#include <sstream>
-
 #include "genapi/GCException.h"
 #include "genapi/impl/NodeMapImpl.h"
+#include "templates/platform/BoundedFile.h"
 
 namespace GenApi {
+
+using vesk::templates::platform::BoundedFile;
 
 CNodeMapFactory::CNodeMapFactory(ECameraDescriptionContentType contentType,
                                  const gcstring& fileName) {
   CheckContentType(contentType);
-  std::ifstream file(fileName.c_str(), std::ios::binary);
-  if (!file) throw RUNTIME_EXCEPTION("Cannot open the camera description '%s'", fileName.c_str());
-  std::ostringstream text;
-  text << file.rdbuf();
-  xml_ = text.str();
+  BoundedFile file = BoundedFile::Read(fileName.c_str(), kMaxFileSize);
+  if (!file) {
+    throw RUNTIME_EXCEPTION("Cannot read the camera description: %s", file.Error().c_str());
+  }
+  xml_ = file.TakeText();
 }
 
 CNodeMapFactory::CNodeMapFactory(ECameraDescriptionContentType contentType, const void* data,

@@ -14,8 +14,12 @@ enum ECameraDescriptionContentType { ContentType_Auto, ContentType_Xml, ContentT
 // descriptions are unpacked by the ports before they get here.
 class CNodeMapFactory {
  public:
+  // Not in the reference API: the largest description file that is read, far beyond real ones.
+  static constexpr size_t kMaxFileSize = 64 << 20;
+
   CNodeMapFactory() = default;
-  // Reads the file now; GenICam::RuntimeException if it cannot be read.
+  // Reads the file now; GenICam::RuntimeException if it cannot be read, is no regular file or is
+  // larger than kMaxFileSize.
   CNodeMapFactory(ECameraDescriptionContentType contentType, const gcstring& fileName);
   CNodeMapFactory(ECameraDescriptionContentType contentType, const void* data, size_t size);
 

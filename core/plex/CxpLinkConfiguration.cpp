@@ -5,16 +5,18 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <locale>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
-#include <vector>
+
+#include "templates/platform/BoundedFile.h"
 
 namespace vesk::core::plex {
+
+using templates::platform::BoundedFile;
 
 struct CxpLinkConfiguration::LinkSlot {
   uint32_t physicalIndex = kUnset;
@@ -113,6 +115,73 @@ bool IsMasterText(const std::string& text) {
   return text == "1" || text == "true" || text == "yes";
 }
 
+// A configuration is three levels deep; anything near this is no configuration.
+constexpr size_t kMaxNesting = 16;
+
+// Just after the first `end` from `from`; the end of the text if there is none.
+const char* After(const char* from, const char* end) {
+  const char* found = std::strstr(from, end);
+  return found ? found + std::strlen(end) : from + std::strlen(from);
+}
+
+bool IsWhiteSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// After the ">" of a DOCTYPE, whose bracketed parts may hold ">".
+const char* AfterDoctype(const char* at) {
+  for (; *at && *at != '>'; ++at) {
+    if (*at != '[') continue;
+    for (int depth = 1; depth > 0 && *++at;) depth += *at == '[' ? 1 : *at == ']' ? -1 : 0;
+    if (!*at) return at;
+  }
+  return *at ? at + 1 : at;
+}
+
+// After the ">" that closes a start tag, with quoted attribute values skipped; `empty` tells
+// whether it was "/>".
+const char* AfterStartTag(const char* at, bool& empty) {
+  for (char previous = '\0'; *at; previous = *at++) {
+    if (*at == '"' || *at == '\'') {
+      const char* close = std::strchr(at + 1, *at);
+      if (!close) break;
+      at = close;
+    } else if (*at == '>') {
+      empty = previous == '/';
+      return at + 1;
+    }
+  }
+  empty = false;
+  return at + std::strlen(at);
+}
+
+// The parser descends one call per element level, so a text nested without end would overflow
+// the stack. The offset of the first start tag deeper than kMaxNesting, found without recursion
+// and with the parser's own idea of where markup begins and ends; npos if there is none.
+size_t TooDeep(const char* text) {
+  size_t depth = 0;
+  for (const char* at = std::strchr(text, '<'); at; at = std::strchr(at, '<')) {
+    if (std::strncmp(at, "<?", 2) == 0) {
+      at = After(at + 2, "?>");
+    } else if (std::strncmp(at, "<!--", 4) == 0) {
+      at = After(at + 4, "-->");
+    } else if (std::strncmp(at, "<![CDATA[", 9) == 0) {
+      at = After(at + 9, "]]>");
+    } else if (std::strncmp(at, "<!DOCTYPE", 9) == 0 && IsWhiteSpace(at[9])) {
+      at = AfterDoctype(at + 10);
+    } else if (std::strncmp(at, "<!", 2) == 0) {
+      at = After(at + 2, ">");
+    } else if (std::strncmp(at, "</", 2) == 0) {
+      if (depth > 0) --depth;
+      at = After(at + 2, ">");
+    } else {
+      if (++depth > kMaxNesting) return static_cast<size_t>(at - text);
+      bool empty = false;
+      at = AfterStartTag(at + 1, empty);
+      if (empty) --depth;
+    }
+  }
+  return std::string::npos;
+}
+
 }  // namespace
 
 // Fills the model as it goes, through its checked setters, so a failure leaves what came before.
@@ -120,10 +189,17 @@ class CxpLinkConfiguration::Reader {
  public:
   Reader(CxpLinkConfiguration& model, std::string name) : model_(model), name_(std::move(name)) {}
 
-  // `text` ends with a zero; the parser works in it.
-  void Read(std::vector<char> text) {
+  // The parser works in the text, up to its first zero.
+  void Read(std::string text) {
     if (text.empty() || text[0] == '\0') {
       throw std::runtime_error("XML file is empty: '" + name_ + "'");
+    }
+    const size_t deep = TooDeep(text.c_str());
+    if (deep != std::string::npos) {
+      const auto line = 1 + std::count(text.begin(), text.begin() + deep, '\n');
+      throw std::runtime_error("Error parsing XML file '" + name_ +
+                               "': elements nested deeper than " + std::to_string(kMaxNesting) +
+                               " levels, at line " + std::to_string(line));
     }
     auto document = std::make_unique<rapidxml::xml_document<char>>();
     try {
@@ -333,28 +409,22 @@ void CxpLinkConfiguration::WriteToFile(const std::string& fileName) const {
     text << "\t</linkgroup>\n";
   }
   if (!root.empty()) text << "</" << root << ">\n";
+  // A full disk shows only when the buffer goes out.
   out << text.str();
+  out.close();
+  if (!out) throw std::runtime_error("Error writing file '" + fileName + "'!");
 }
 
 void CxpLinkConfiguration::ReadFromFile(const std::string& fileName) {
   impl_->fileName = fileName;
-  std::ifstream in(fileName, std::ios::in | std::ios::binary | std::ios::ate);
-  // A directory opens too, but its end position is no size.
-  std::error_code ignored;
-  if (!in || std::filesystem::is_directory(fileName, ignored)) {
-    throw std::runtime_error("Error opening file '" + fileName + "' for reading!");
-  }
-  const std::streamoff size = in.tellg();
-  std::vector<char> text(static_cast<size_t>(size) + 1, '\0');
-  in.seekg(0);
-  in.read(text.data(), size);
-  Reader(*this, fileName).Read(std::move(text));
+  BoundedFile file = BoundedFile::Read(fileName, kMaxFileSize);
+  if (file.GetStatus() == BoundedFile::Status::kTooLarge) throw std::runtime_error(file.Error());
+  if (!file) throw std::runtime_error("Error opening file '" + fileName + "' for reading!");
+  Reader(*this, fileName).Read(file.TakeText());
 }
 
 void CxpLinkConfiguration::ReadFromString(const char* text) {
-  std::vector<char> copy(1, '\0');
-  if (text) copy.assign(text, text + std::strlen(text) + 1);
-  Reader(*this, "<buffer>").Read(std::move(copy));
+  Reader(*this, "<buffer>").Read(text ? text : "");
 }
 
 void CxpLinkConfiguration::Reload() {

@@ -1,6 +1,7 @@
 #ifndef VESK_CORE_PLEX_CXP_LINK_CONFIGURATION_H
 #define VESK_CORE_PLEX_CXP_LINK_CONFIGURATION_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -18,6 +19,8 @@ class CxpLinkConfiguration {
   static constexpr uint32_t kMaxLinks = 4;
   // A link slot or master that was never set.
   static constexpr uint32_t kUnset = 0xFFFFFFFF;
+  // A saved file has a few hundred bytes; a larger one than this is no configuration.
+  static constexpr size_t kMaxFileSize = 1 << 20;
 
   static std::shared_ptr<CxpLinkConfiguration> Create(const std::string& family);
 
@@ -55,6 +58,7 @@ class CxpLinkConfiguration {
   // Zeroes the link and link group counts; the groups keep their fields.
   void Reset();
 
+  // Raises also when the text did not reach the file in full.
   void WriteToFile(const std::string& fileName) const;
   // Remembers the name for Reload, also when the read fails.
   void ReadFromFile(const std::string& fileName);

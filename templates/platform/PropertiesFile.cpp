@@ -2,15 +2,17 @@
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/trim.hpp>
-#include <fstream>
+#include <sstream>
 
+#include "templates/platform/BoundedFile.h"
 #include "templates/platform/RecursiveMutexGuard.h"
 
 namespace vesk::templates::platform {
 
 bool PropertiesFile::load(const std::string& path, bool keepExisting, bool overwrite) {
-  std::ifstream in(path);
-  if (!in.is_open()) return false;
+  BoundedFile file = BoundedFile::Read(path, kMaxFileSize);
+  if (!file) return false;
+  std::istringstream in(file.TakeText());
   RecursiveMutexGuard guard(&mutex_);
   if (!keepExisting) values_.clear();
   std::string section;

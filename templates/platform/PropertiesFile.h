@@ -1,6 +1,7 @@
 #ifndef VESK_TEMPLATES_PLATFORM_PROPERTIES_FILE_H
 #define VESK_TEMPLATES_PLATFORM_PROPERTIES_FILE_H
 
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -13,13 +14,17 @@ namespace vesk::templates::platform {
 // stored in lower case, while values keep their case. Malformed lines are skipped silently.
 class PropertiesFile {
  public:
+  // Settings files have a few kilobytes; a larger file than this is not read.
+  static constexpr size_t kMaxFileSize = 1 << 20;
+
   explicit PropertiesFile(bool useSections = true, bool caseSensitive = false)
       : useSections_(useSections), caseSensitive_(caseSensitive) {}
   PropertiesFile(const PropertiesFile&) = delete;
   PropertiesFile& operator=(const PropertiesFile&) = delete;
 
-  // False, with the map untouched, if the file can't be opened. keepExisting false empties the
-  // map first; overwrite false keeps a key's earlier value over a later line.
+  // False, with the map untouched, if the file can't be opened, is no regular file or is larger
+  // than kMaxFileSize. keepExisting false empties the map first; overwrite false keeps a key's
+  // earlier value over a later line.
   bool load(const std::string& path, bool keepExisting, bool overwrite);
   // The value, or an empty string if the key is missing; *found (if given) tells the two apart.
   const std::string& property(const std::string& key, bool* found);

@@ -4,10 +4,12 @@
 #include <cctype>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <utility>
 
+#include "templates/platform/BoundedFile.h"
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
+
+using vesk::templates::platform::BoundedFile;
 
 namespace {
 
@@ -77,15 +79,15 @@ int CCameraInterface::ConnectCamera() {
 
 int CCameraInterface::ConnectCamera(const char* path) {
   if (!path) return MLO_ERR_INVALID_FILENAME;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return MLO_ERR_INVALID_FILENAME;
-  file.seekg(0, std::ios::end);
-  const std::streamoff size = file.tellg();
-  if (size <= 0) return MLO_ERR_NO_DATA;
-  file.seekg(0, std::ios::beg);
-  std::string text(static_cast<size_t>(size), '\0');
-  if (!file.read(text.data(), size)) return MLO_ERR_FILE_ACCESS;
-  xml_.assign(text.c_str());
+  const BoundedFile file = BoundedFile::Read(path, kMaxXmlFileSize);
+  if (!file) {
+    logger_.Line(5, [&] { return file.Error(); });
+    const bool named = file.GetStatus() == BoundedFile::Status::kCannotOpen ||
+                       file.GetStatus() == BoundedFile::Status::kNotRegular;
+    return named ? MLO_ERR_INVALID_FILENAME : MLO_ERR_FILE_ACCESS;
+  }
+  if (file.Text().empty()) return MLO_ERR_NO_DATA;
+  xml_.assign(file.Text().c_str());
   return BuildNodeMap();
 }
 

@@ -24,6 +24,8 @@
 class CCameraInterface {
  public:
   static constexpr unsigned int kMaxLinks = 4;
+  // Camera descriptions have up to a few megabytes; a larger file than this is not read.
+  static constexpr size_t kMaxXmlFileSize = 64 << 20;
 
   // One link of the camera; link 0 is the master. All ones where not assigned.
   struct LinkInfo {

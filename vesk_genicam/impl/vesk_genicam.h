@@ -377,13 +377,15 @@ VESK_GENICAM_API int Mlo_RestoreLowLevelLinkProfile(MloBoardHandle* board, char*
  * Writes the values of the camera's features to a text file, one "name=value" line each; values
  * that cannot be written back stand in comment lines that begin with '#'. Needs a connected
  * camera (MLO_ERR_NO_GENICAM_CONNECTION). MLO_ERR_INVALID_FILENAME for a file that cannot be
- * opened; MLO_ERR_EXCEPTION if the node map is missing. */
+ * opened; MLO_ERR_FILE_ACCESS if the text did not reach the file in full (a full disk);
+ * MLO_ERR_EXCEPTION if the node map is missing. */
 VESK_GENICAM_API int Mlo_SaveCameraParameters(MloCameraHandle* camera, const char* file);
 /* Writes the uncommented lines of such a file back, in the order of the file. Bit 0 of flags is
  * strict: an unknown name or a value that does not fit its feature ends the load with
  * MLO_ERR_INVALID_FEATURE (the lines before stay applied); without it such lines are skipped. A
  * value the camera refuses raises a GenICam exception through this function in either mode: C++
- * callers catch it. */
+ * callers catch it. MLO_ERR_INVALID_FILENAME for a file that is missing or no regular file,
+ * MLO_ERR_FILE_ACCESS for one larger than any dump. */
 VESK_GENICAM_API int Mlo_LoadCameraParameters(MloCameraHandle* camera, const char* file,
                                               unsigned int flags);
 

@@ -166,9 +166,12 @@ TEST_F(ConfigurationApi, SaveFailuresOfTheFileAndOfTheRecord) {
 
   for (unsigned int port : {5, 4, 3}) board.controller.Free(port);
   board.Camera(0, 1);
-  file = directory.File("missing/layout.xml");
-  EXPECT_EQ(Save(), -1006);
-  EXPECT_EQ(Failures(), std::vector<std::string>{"Error saving config file"});
+  // A folder that is not there, and a disk that is full when the text goes out.
+  for (const std::string& path : {directory.File("missing/layout.xml"), std::string("/dev/full")}) {
+    file = path;
+    EXPECT_EQ(Save(), -1006) << path;
+    EXPECT_EQ(Failures(), std::vector<std::string>{"Error saving config file"});
+  }
 }
 
 // Each case changes one thing after the save; the load reports the first difference it meets.

@@ -2,12 +2,15 @@
 // object whose port reads and writes the fake camera's own registers. Files are written, read,
 // edited and loaded back as an application would.
 #include <arv.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
+#include <locale>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -52,6 +55,62 @@ class FakeCameraPort : public TestPort {
 
  private:
   ArvFakeCamera* camera_;
+};
+
+// A camera description of these nodes and a port.
+std::string Description(const std::string& nodes) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?>
+<RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
+    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
+    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
+    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
+    xmlns="http://www.genicam.org/GenApi/Version_1_1">
+)" + nodes +
+         R"(
+  <Port Name="Device"/>
+</RegisterDescription>
+)";
+}
+
+std::string Category(const std::string& name, const std::vector<std::string>& features) {
+  std::string text = "<Category Name=\"" + name + "\">";
+  for (const std::string& feature : features) text += "<pFeature>" + feature + "</pFeature>";
+  return text + "</Category>\n";
+}
+
+// Root, then C1 to C`count`, each listing the next one.
+std::string CategoryChain(int count) {
+  std::string nodes = Category("Root", {"C1"});
+  for (int i = 1; i < count; ++i) {
+    const std::string next = "C" + std::to_string(i + 1);
+    nodes += Category("C" + std::to_string(i), {next});
+  }
+  return nodes + Category("C" + std::to_string(count), {});
+}
+
+// Numbers as German writes them: 1.024 and 2,5.
+class GermanNumbers : public std::numpunct<char> {
+ protected:
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+// The application's global locale made German for the scope, as installed or as built here.
+class GermanLocale {
+ public:
+  GermanLocale() : previous_(std::locale::global(German())) {}
+  ~GermanLocale() { std::locale::global(previous_); }
+
+ private:
+  static std::locale German() {
+    try {
+      return std::locale("de_DE.UTF-8");
+    } catch (const std::runtime_error&) {
+      return std::locale(std::locale::classic(), new GermanNumbers);
+    }
+  }
+  const std::locale previous_;
 };
 
 class ParameterDump : public ::testing::Test {
@@ -109,6 +168,14 @@ TEST_F(ParameterDump, ArgumentsAreCheckedInOrderWithTheirCodesAndLines) {
   const std::string entry = ",handle=(P15MloCameraHandle)" + Pointer(away) + "|Entering Mlo_";
   EXPECT_EQ(TakeEntries(), (std::vector<std::string>{entry + "SaveCameraParameters",
                                                      entry + "LoadCameraParameters"}));
+}
+
+// A dump that did not reach the disk is no saved dump.
+TEST_F(ParameterDump, ASaveThatCannotBeWrittenFails) {
+  ExpectChecks({
+      CALL(Mlo_SaveCameraParameters(Handle(), "/dev/full"), -1006,
+           "Error saving parameter file '/dev/full'"),
+  });
 }
 
 TEST_F(ParameterDump, SaveWritesEachKindOfFeatureInItsForm) {
@@ -195,6 +262,30 @@ TEST_F(ParameterDump, StrictStopsAtTheFirstLineThatDoesNotFitAndLaxSkipsIt) {
   }
 }
 
+// A zero byte would cut the name short where the map looks it up; a last line without its line
+// end may be a value cut short. Both are refused like a line that does not fit, with its number.
+TEST_F(ParameterDump, ALineWithAZeroByteOrWithoutItsEndIsRefusedWithItsNumber) {
+  for (const std::string& broken : {std::string("Width\0junk=32\n", 14), std::string("Width=3")}) {
+    for (unsigned int flags : {1u, 0u}) {
+      SCOPED_TRACE(std::to_string(broken.size()) + (flags ? " strict" : " lax"));
+      Integer("Width")->SetValue(512);
+      Integer("GainRaw")->SetValue(0);
+      CapturedLog::Take();
+      EXPECT_EQ(Load("GainRaw=1\n# a comment\n" + broken, flags), flags ? -1102 : 0);
+      EXPECT_EQ(Integer("Width")->GetValue(), 512);
+      EXPECT_EQ(Integer("GainRaw")->GetValue(), 1);
+      std::vector<std::string> refusals;
+      for (const CapturedLine& line : CapturedLog::Take()) {
+        if (line.text.find("Parameter dump line ") != std::string::npos)
+          refusals.push_back(line.text);
+      }
+      ASSERT_EQ(refusals.size(), 1u);
+      EXPECT_NE(refusals[0].find("|Parameter dump line 3 refused"), std::string::npos)
+          << refusals[0];
+    }
+  }
+}
+
 TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
   Integer("Width")->SetValue(512);
   ASSERT_EQ(
@@ -215,6 +306,45 @@ TEST_F(ParameterDump, LinesAreTrimmedCommentsSkippedAndHandWrittenCommandsRun) {
   EXPECT_TRUE(port.Acquiring());
   ASSERT_EQ(Load("AcquisitionStop=0\n", 1), 0);
   EXPECT_TRUE(port.Acquiring()) << "0 does not execute";
+}
+
+// A feature whose access mode depends on a register that cannot be read is one failed feature,
+// whichever of its conditions reads the register.
+TEST_F(ParameterDump, AFeatureWhoseAccessCannotBeReadBecomesACommentAndTheSaveGoesOn) {
+  for (const std::string condition : {"pIsImplemented", "pIsAvailable", "pIsLocked"}) {
+    SCOPED_TRACE(condition);
+    TestPort gatedPort;
+    gatedPort.xml = Description(Category("Root", {"Before", "Gated", "After"}) +
+                                R"(<Integer Name="Before"><Value>1</Value></Integer>
+           <Integer Name="Gated"><)" +
+                                condition + ">Gate</" + condition + R"(><Value>5</Value></Integer>
+           <Integer Name="After"><Value>2</Value></Integer>
+           <IntReg Name="Gate"><Address>0x10</Address><Length>4</Length><AccessMode>RO</AccessMode>
+             <pPort>Device</pPort><Cachable>NoCache</Cachable><Sign>Unsigned</Sign>
+             <Endianess>LittleEndian</Endianess></IntReg>)");
+    CCameraInterface gatedCamera(&gatedPort, &controller);
+    ASSERT_EQ(gatedCamera.ConnectCamera(), 0);
+    gatedPort.failure = [] { throw GenICam::TimeoutException("no acknowledge", "port", 1); };
+    EXPECT_EQ(
+        Mlo_SaveCameraParameters(reinterpret_cast<MloCameraHandle*>(&gatedCamera), file.c_str()),
+        0);
+    EXPECT_EQ(ReadText(file),
+              "# --- GenICam parameter dump\n\nBefore=1\n"
+              "# Gated: genicam exception - no acknowledge\nAfter=2\n");
+  }
+}
+
+// A dump is read elsewhere: its numbers are the same whatever locale the application chose.
+TEST_F(ParameterDump, NumbersAreWrittenAndReadInTheClassicFormUnderAnyLocale) {
+  Integer("Width")->SetValue(1024);
+  Float("ExposureTimeAbs")->SetValue(2500);
+  const GermanLocale german;
+  ASSERT_EQ(Save(), 0);
+  EXPECT_THAT(ReadLines(file), testing::Contains("Width=1024"));
+  EXPECT_THAT(ReadLines(file), testing::Contains("ExposureTimeAbs=2500"));
+  EXPECT_EQ(Load("Width=640\nExposureTimeAbs=1234.5\n", 1), 0);
+  EXPECT_EQ(Integer("Width")->GetValue(), 640);
+  EXPECT_NEAR(Float("ExposureTimeAbs")->GetValue(), 1234.5, 1.0) << "whole microseconds";
 }
 
 // A value the camera refuses is no result code: its exception leaves the load, whatever the
@@ -253,16 +383,7 @@ TEST_F(ParameterDump, AFeatureThatCannotBeReadBecomesACommentAndTheSaveGoesOn) {
 // Without features the dump is its head alone; without a map the GenICam handler ends the save.
 TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
   TestPort emptyPort;
-  emptyPort.xml = R"(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
-    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
-    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
-    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
-    xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root" NameSpace="Standard"/>
-  <Port Name="Device"/>
-</RegisterDescription>
-)";
+  emptyPort.xml = Description(R"(<Category Name="Root" NameSpace="Standard"/>)");
   CCameraInterface emptyCamera(&emptyPort, &controller);
   ASSERT_EQ(emptyCamera.ConnectCamera(), 0);
   ASSERT_EQ(
@@ -279,6 +400,34 @@ TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
   ASSERT_EQ(failures.size(), 1u);
   EXPECT_NE(failures[0].find("|GenICam exception while "), std::string::npos) << failures[0];
   EXPECT_NE(failures[0].find("Feature not present (reference not valid)"), std::string::npos);
+}
+
+// A camera's categories that are no tree, a cycle or a chain deeper than the stack, fail the save
+// with an error that names the category where the walk stopped.
+TEST_F(ParameterDump, CategoriesThatAreNoTreeFailTheSaveNamingTheCategory) {
+  const std::pair<std::string, std::string> cases[] = {
+      {Category("Root", {"A"}) + Category("A", {"A"}), "'A'"},
+      {Category("Root", {"A"}) + Category("A", {"B"}) + Category("B", {"A"}), "'A'"},
+      {Category("Root", {"A"}) + Category("A", {"B"}) + Category("B", {"Root"}), "'Root'"},
+      {CategoryChain(20000), "'C"},
+  };
+  for (const auto& [nodes, named] : cases) {
+    SCOPED_TRACE(nodes.substr(0, 120));
+    TestPort treePort;
+    treePort.xml = Description(nodes);
+    CCameraInterface treeCamera(&treePort, &controller);
+    ASSERT_EQ(treeCamera.ConnectCamera(), 0);
+    CapturedLog::Take();
+    EXPECT_EQ(
+        Mlo_SaveCameraParameters(reinterpret_cast<MloCameraHandle*>(&treeCamera), file.c_str()),
+        -1999);
+    const std::vector<std::string> failures = CapturedLog::TakeFailures();
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_NE(failures[0].find("|GenICam exception while saving camera parameters: "),
+              std::string::npos)
+        << failures[0];
+    EXPECT_NE(failures[0].find("Category " + named), std::string::npos) << failures[0];
+  }
 }
 
 TEST_F(ParameterDump, RestoreReportsEveryLineAndCanSkipUnchangedValues) {

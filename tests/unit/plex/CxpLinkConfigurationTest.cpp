@@ -201,6 +201,33 @@ TEST(CxpLinkConfigurationTest, EveryReadErrorHasItsText) {
   EXPECT_EQ(ErrorOf([&] { model->ReadFromFile(empty); }), "XML file is empty: '" + empty + "'");
 }
 
+// A configuration whose root holds `depth` - 1 more levels of unknown elements, from line 2 on.
+std::string Nested(size_t depth) {
+  std::string text = "<cxpconfiguration links='1' linkgroups='0'>\n";
+  for (size_t i = 1; i < depth; ++i) text += "<x>";
+  for (size_t i = 1; i < depth; ++i) text += "</x>";
+  return text + "</cxpconfiguration>";
+}
+
+// The parser descends once per level: a file nested without end must not take the stack.
+TEST(CxpLinkConfigurationTest, NestingDeeperThanAnyConfigurationIsRefusedWithItsLine) {
+  const std::string tooDeep = "': elements nested deeper than 16 levels, at line 2";
+  const std::string cases[][2] = {
+      {Nested(16), ""},
+      {Nested(17), "Error parsing XML file '<buffer>" + tooDeep},
+      {Nested(100000), "Error parsing XML file '<buffer>" + tooDeep},
+      {"<!--" + Nested(20) + "-->" + Nested(3), ""},
+      {"<cxpconfiguration links='1' linkgroups='0' note=\"" + Nested(20) + "\"/>", ""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ReadError("cxp", c[0].c_str()), c[1]) << c[0].size();
+
+  TempDir dir;
+  const std::string file = dir.File("deep.xml");
+  WriteText(file, Nested(100000));
+  EXPECT_EQ(ErrorOf([&] { CxpLinkConfiguration::Create("cxp")->ReadFromFile(file); }),
+            "Error parsing XML file '" + file + tooDeep);
+}
+
 TEST(CxpLinkConfigurationTest, ReaderTakesWhatTheWriterNeverWrites) {
   auto model = CxpLinkConfiguration::Create("clhs");
   model->ReadFromString(
