@@ -5,9 +5,12 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "loader/vesk_hal.h"
 #include "tests/support/TestPort.h"
+#include "vesk_genicam/impl/BoardTypes.h"
 #include "vesk_genicam/impl/IControllerInterface.h"
 
 namespace vesk::test {
@@ -115,6 +118,14 @@ class TestController : public IControllerInterface {
  private:
   bool* destroyed_;
 };
+
+// A controller factory for a driver: the first call hands controller over, later ones have none.
+inline auto HandOver(std::unique_ptr<TestController> controller) {
+  auto owned = std::make_shared<std::unique_ptr<TestController>>(std::move(controller));
+  return [owned](EBoardTransport, Fg_Struct_s*, bool) -> std::unique_ptr<IControllerInterface> {
+    return std::move(*owned);
+  };
+}
 
 }  // namespace vesk::test
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -22,9 +23,9 @@
 // the application. cameraLock_ comes before eventLock_ where both are needed.
 class CDriver : public IMonitorInterface {
  public:
-  // Makes the controller of a supported board; null where there is none. The driver owns it.
-  using ControllerFactory = std::function<IControllerInterface*(EBoardTransport transport,
-                                                                Fg_Struct_s* board, bool flag)>;
+  // Makes the controller of a supported board; null where there is none.
+  using ControllerFactory = std::function<std::unique_ptr<IControllerInterface>(
+      EBoardTransport transport, Fg_Struct_s* board, bool flag)>;
 
   CDriver() : CDriver(&CDriver::CreateController) {}
   // Tests bring their own transport through the factory.
@@ -63,10 +64,12 @@ class CDriver : public IMonitorInterface {
   int GetProperty(char* name, void* value, unsigned int type, void* index);
   int SetProperty(char* name, void* value, unsigned int type, void* index);
 
-  // A later registration of either form replaces the earlier one; null unregisters.
+  // A later registration of either form replaces the earlier one; null unregisters. Both wait
+  // for a running callback.
   int SetEventCallback(MloEventCallback callback, const void* user);
   int SetBoardEventCallback(MloBoardEventCallback callback, void* user);
-  // Hands the event to the registered callback, one at a time per board.
+  // Hands the event to the registered callback under eventLock_, one at a time per board. The
+  // callback keeps to the contract of MloBoardEventCallback: it takes no cameraLock_.
   int notifyEvent(MloEventInfo* info);
   // The controller's callback; driver is the CDriver.
   static void CtrlCallbackHandler(unsigned int event, unsigned int ports, void* driver);
@@ -82,8 +85,8 @@ class CDriver : public IMonitorInterface {
 
  private:
   // The library's transports.
-  static IControllerInterface* CreateController(EBoardTransport transport, Fg_Struct_s* board,
-                                                bool flag);
+  static std::unique_ptr<IControllerInterface> CreateController(EBoardTransport transport,
+                                                                Fg_Struct_s* board, bool flag);
   int StartController(Fg_Struct_s* board, bool flag);
   void RefreshLinks(CCameraInterface* camera, IPortInterface* master);
 
@@ -94,10 +97,12 @@ class CDriver : public IMonitorInterface {
   MloEventCallback eventCallback_ = nullptr;
   MloBoardEventCallback boardEventCallback_ = nullptr;
   void* eventUserData_ = nullptr;
-  CDriverMonitoringThread* monitoringThread_ = nullptr;
-  IControllerInterface* controller_ = nullptr;
-  std::map<IPortInterface*, CCameraInterface*> cameras_;
-  std::set<CCameraInterface*> removedCameras_;
+  std::unique_ptr<CDriverMonitoringThread> monitoringThread_;
+  std::unique_ptr<IControllerInterface> controller_;
+  // One per master port; the ports are the controller's.
+  std::map<IPortInterface*, std::unique_ptr<CCameraInterface>> cameras_;
+  // Cameras whose port is no master any more, kept while their handles may be in use.
+  std::set<std::unique_ptr<CCameraInterface>> removedCameras_;
 };
 
 #endif

@@ -50,11 +50,12 @@ TEST(DriverInit, BoardTypesChooseTheirTransport) {
 }
 
 TEST(DriverInit, StartsTheControllerInOrderAndRefusesBoardsWithoutATransport) {
-  auto* controller = new TestController;  // the driver's from the factory call on
+  auto made = std::make_unique<TestController>();
+  TestController* controller = made.get();  // the driver's from the factory call on
   std::vector<std::pair<EBoardTransport, bool>> calls;
   CDriver driver([&](EBoardTransport kind, Fg_Struct_s*, bool flag) {
     calls.emplace_back(kind, flag);
-    return controller;
+    return std::move(made);
   });
   EXPECT_EQ(driver.Init(nullptr, false), -1991);
   Fg_Struct_s other{reinterpret_cast<PLdevice*>(&calls), nullptr};
@@ -89,10 +90,11 @@ TEST(DriverInit, ExceptionsBecomeCodesWithALine) {
   const std::string start = "5 thread-id=" + std::to_string(tools::logging::CurrentThreadId()) +
                             "|Failed to initialise camera interface: ";
   for (const Case& c : cases) {
-    CDriver driver([&](EBoardTransport, Fg_Struct_s*, bool) -> IControllerInterface* {
-      c.raise();
-      return nullptr;
-    });
+    CDriver driver(
+        [&](EBoardTransport, Fg_Struct_s*, bool) -> std::unique_ptr<IControllerInterface> {
+          c.raise();
+          return nullptr;
+        });
     Fg_Struct_s board = FakeBoard();
     CapturedLog::Take();
     EXPECT_EQ(driver.Init(&board, false), c.code);
@@ -112,9 +114,9 @@ class DriverTest : public ::testing::Test {
 
   void Start(unsigned int ports) {
     driver.reset();
-    controller = new TestController(ports);
-    driver = std::make_unique<CDriver>(
-        [this](EBoardTransport, Fg_Struct_s*, bool) { return controller; });
+    auto made = std::make_unique<TestController>(ports);
+    controller = made.get();
+    driver = std::make_unique<CDriver>(HandOver(std::move(made)));
     Fg_Struct_s board = FakeBoard();
     EXPECT_EQ(driver->Init(&board, false), 0);
     controller->journal.clear();
