@@ -1,10 +1,13 @@
 #ifndef VESK_TESTS_SUPPORT_TEST_CONTROLLER_H
 #define VESK_TESTS_SUPPORT_TEST_CONTROLLER_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -118,6 +121,29 @@ class TestController : public IControllerInterface {
  private:
   bool* destroyed_;
 };
+
+// Runs discover, which starts a discovery of the controller, and while that discovery is open
+// runs other on a thread of its own. The discovery stays open until other ends or bound passes.
+// True when other ended while the discovery was open.
+inline bool EndsDuringDiscovery(TestController& controller, const std::function<void()>& discover,
+                                const std::function<void()>& other,
+                                std::chrono::milliseconds bound) {
+  std::promise<void> ended;
+  std::future<void> done = ended.get_future();
+  std::thread thread;
+  bool endedInTime = false;
+  controller.onDiscovery = [&] {
+    thread = std::thread([&] {
+      other();
+      ended.set_value();
+    });
+    endedInTime = done.wait_for(bound) == std::future_status::ready;
+  };
+  discover();
+  controller.onDiscovery = nullptr;
+  if (thread.joinable()) thread.join();
+  return endedInTime;
+}
 
 // A controller factory for a driver: the first call hands controller over, later ones have none.
 inline auto HandOver(std::unique_ptr<TestController> controller) {

@@ -113,6 +113,7 @@ void CDriver::UpdateDiscoveryInformation(bool deleteRemoved) {
     }
     RefreshLinks(camera, port);
   }
+  cameraCount_ = static_cast<uint32_t>(cameras_.size());
   if (deleteRemoved) removedCameras_.clear();
 }
 
@@ -233,7 +234,7 @@ int CDriver::GetProperty(char* name, void* value, unsigned int type, void* index
   if (type != kTypeInteger) return MLO_ERR_INVALID_TYPE;
   uint32_t& result = *static_cast<uint32_t*>(value);
   if (cameras) {
-    result = GetNrOfCameras();
+    result = cameraCount_;
   } else if (ports) {
     result = GetNrOfPorts();
   } else {

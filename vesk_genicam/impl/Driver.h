@@ -1,6 +1,7 @@
 #ifndef VESK_GENICAM_IMPL_DRIVER_H
 #define VESK_GENICAM_IMPL_DRIVER_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -103,6 +104,9 @@ class CDriver : public IMonitorInterface {
   std::map<IPortInterface*, std::unique_ptr<CCameraInterface>> cameras_;
   // Cameras whose port is no master any more, kept while their handles may be in use.
   std::set<std::unique_ptr<CCameraInterface>> removedCameras_;
+  // The size of cameras_, set under cameraLock_ and read without it: "NrOfCameras" answers
+  // during a discovery, which holds cameraLock_ throughout.
+  std::atomic<uint32_t> cameraCount_{0};
 };
 
 #endif

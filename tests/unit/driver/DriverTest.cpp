@@ -269,6 +269,18 @@ TEST_F(DriverTest, BoardPropertiesAfterTheControllers) {
   EXPECT_EQ(value, 0u);
 }
 
+// A discovery holds the camera lock throughout; the count does not wait for it.
+TEST_F(DriverTest, NrOfCamerasAnswersDuringADiscovery) {
+  controller->Link(0, 1, 0);
+  ASSERT_EQ(driver->Discovery(1, 0, 0, 0), 0);
+  char name[] = "NrOfCameras";
+  uint32_t count = 0;
+  EXPECT_TRUE(EndsDuringDiscovery(
+      *controller, [&] { driver->Discovery(1, 0, 0, 0); },
+      [&] { driver->GetProperty(name, &count, 1, nullptr); }, std::chrono::seconds(2)));
+  EXPECT_EQ(count, 1u);
+}
+
 TEST_F(DriverTest, AnUnknownPowerCommandDoesNothing) {
   EXPECT_EQ(driver->PowerSwitchExt(7, 3), 0);
   EXPECT_TRUE(controller->journal.empty());
