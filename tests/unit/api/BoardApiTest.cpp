@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/TempDir.h"
@@ -144,6 +147,29 @@ TEST_F(BoardApi, ScanHandsOnItsArgumentsAndFindsTheCamerasByIndexAndByPort) {
   EXPECT_EQ(Mlo_powerSwitch(b, 5), 0);
   EXPECT_EQ(std::vector<std::string>(journal.end() - 4, journal.end()),
             (std::vector<std::string>{"Enable 3", "Disable 4", "Disable 5", "Enable 5"}));
+}
+
+// A discovery holds the camera lock throughout: a lookup on another thread waits for the cameras
+// it makes.
+TEST_F(BoardApi, CameraLookupsWaitForARunningDiscovery) {
+  MloBoardHandle* b = board.Handle();
+  MloCameraHandle* camera = nullptr;
+  const std::pair<const char*, std::function<bool()>> lookups[] = {
+      {"Mlo_getCamera", [&] { return Mlo_getCamera(b, 0, &camera) == 0 && camera; }},
+      {"Mlo_getCameraByIndex", [&] { return Mlo_getCameraByIndex(b, 0, &camera) == 0; }},
+      {"Mlo_getCameraCount", [&] { return Mlo_getCameraCount(b) == 1; }},
+  };
+  for (const auto& lookup : lookups) {
+    board.controller.Free(0);
+    ASSERT_EQ(Mlo_scanPortsEx(b, 1, 0, 0, 0), 0);
+    board.controller.Link(0, 1, 0);
+    bool found = false;
+    EXPECT_FALSE(EndsDuringDiscovery(
+        board.controller, [&] { Mlo_scanPortsEx(b, 1, 0, 0, 0); }, [&] { found = lookup.second(); },
+        std::chrono::milliseconds(200)))
+        << lookup.first;
+    EXPECT_TRUE(found) << lookup.first;
+  }
 }
 
 // Mlo_updateCameraInfos traces 0 after doing its work, and answers -2000.
