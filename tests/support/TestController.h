@@ -34,6 +34,7 @@ class TestController : public IControllerInterface {
   }
   ~TestController() override {
     if (destroyed_) *destroyed_ = true;
+    if (onDestroy) onDestroy();
   }
 
   int Init() override {
@@ -113,6 +114,8 @@ class TestController : public IControllerInterface {
   int setCode = 0;
   int discoveryCode = 0;
   std::function<void()> onDiscovery;
+  // Runs first thing in the destructor, where a controller ends its threads.
+  std::function<void()> onDestroy;
   CDriver* discoveryDriver = nullptr;
   Callback callback = nullptr;
   void* callbackUser = nullptr;

@@ -25,10 +25,13 @@ uint32_t CameraNumber(IPortInterface* port) { return port->GetLogicPort() >> 16;
 }  // namespace
 
 // Nothing is used after it has gone: first the monitoring thread, which calls the driver; then
-// the cameras, which use the controller's ports; last the controller, which ends its threads and
-// frees the ports. The locks go with the members after the body, cameraLock_ before eventLock_.
+// the application's callback, which may use cameras: a running one ends first, and the events
+// that the controller's threads send until the controller ends them find none; then the cameras,
+// which use the controller's ports; last the controller, which ends its threads and frees the
+// ports. The locks go with the members after the body, cameraLock_ before eventLock_.
 CDriver::~CDriver() {
   monitoringThread_.reset();
+  SetBoardEventCallback(nullptr, nullptr);
   cameras_.clear();
   removedCameras_.clear();
   controller_.reset();

@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <functional>
+#include <future>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -271,6 +273,44 @@ TEST_F(BoardApi, FreeBoardDestroysTheDriverAndItsController) {
   Mlo_freeBoard(board.Handle());
   board.Freed();
   EXPECT_TRUE(board.destroyed);
+}
+
+// A controller thread is inside the callback when the board is freed, and delivers one more event
+// while the controller stops it. The callback uses a camera that the application holds.
+TEST_F(BoardApi, FreeBoardLetsARunningCallbackEndAndDeliversNoMoreEvents) {
+  struct Delivery {
+    MloCameraHandle* camera = nullptr;
+    std::promise<void> inside;
+    std::promise<void> stopping;
+    std::shared_future<void> stopped = stopping.get_future().share();
+    int calls = 0;
+  } delivery;
+  delivery.camera = board.Camera(0);
+  Mlo_registerBoardEventCallback(
+      board.Handle(),
+      [](MloBoardHandle*, const MloEventInfo*, void* user) {
+        auto* delivery = static_cast<Delivery*>(user);
+        if (delivery->calls++ == 0) {
+          delivery->inside.set_value();
+          delivery->stopped.wait_for(std::chrono::milliseconds(200));
+        }
+        return Mlo_getCameraInfo(delivery->camera) ? 0 : 1;
+      },
+      &delivery);
+  TestController& controller = board.controller;
+  std::thread events([&] {
+    controller.callback(ControllerEventPortsConnected, 1, controller.callbackUser);
+    delivery.stopped.wait();
+    controller.callback(ControllerEventPortsLost, 1, controller.callbackUser);
+  });
+  controller.onDestroy = [&] {
+    delivery.stopping.set_value();
+    events.join();
+  };
+  delivery.inside.get_future().wait();
+  Mlo_freeBoard(board.Handle());
+  board.Freed();
+  EXPECT_EQ(delivery.calls, 1);
 }
 
 // The fake board library's board is a Camera Link board, for which the library has no transport
