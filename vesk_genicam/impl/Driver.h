@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "templates/platform/RecursiveMutex.h"
+#include "templates/platform/RecursiveMutexGuard.h"
 #include "tools/logging/ClassLogger.h"
 #include "vesk_genicam/impl/BoardTypes.h"
 #include "vesk_genicam/impl/CameraInterface.h"
@@ -44,6 +45,13 @@ class CDriver : public IMonitorInterface {
   // Makes a camera for each new master port and retires those whose port is none any more.
   void UpdateDiscoveryInformation(bool deleteRemoved);
 
+  // Runs use under cameraLock_: a discovery on another thread deletes no camera that use works
+  // with. The cameras that the lookups below return are safe only so.
+  template <class Use>
+  auto WithCameraLock(Use use) {
+    vesk::templates::platform::RecursiveMutexGuard guard(&cameraLock_);
+    return use();
+  }
   CCameraInterface* GetCamera(unsigned int index);
   // The camera with a link, master or extension, on this physical port.
   CCameraInterface* GetCameraByGrabberPort(unsigned int port);

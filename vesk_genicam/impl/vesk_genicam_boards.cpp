@@ -32,13 +32,18 @@ MloCameraHandle* Handle(CCameraInterface* camera) {
   return reinterpret_cast<MloCameraHandle*>(camera);
 }
 
-// The result of Mlo_isCameraAvailable and Mlo_isCameraAvailableAtIndex: every failure is 0.
+// The result of Mlo_isCameraAvailable and Mlo_isCameraAvailableAtIndex: every failure is 0. The
+// camera is asked under the lock it was found under, since a scan may delete it once that goes.
 template <class Call, class Lookup>
 int CameraAvailable(Call& call, MloBoardHandle* board, Lookup lookup) {
   if (!board) return call.Fail(0, "Invalid board handle");
-  CCameraInterface* camera = lookup(Driver(board));
-  if (!camera) return call.Fail(0, "Invalid camera handle");
-  return call.Return(camera->IsConnected() ? 1 : 0);
+  CDriver* driver = Driver(board);
+  const int connected = driver->WithCameraLock([&] {
+    CCameraInterface* camera = lookup(driver);
+    return camera ? static_cast<int>(camera->IsConnected()) : -1;
+  });
+  if (connected < 0) return call.Fail(0, "Invalid camera handle");
+  return call.Return(connected);
 }
 
 // A node map is built only over a link that the scan made.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
@@ -172,6 +173,29 @@ TEST_F(BoardApi, CameraLookupsWaitForARunningDiscovery) {
         << lookup.first;
     EXPECT_TRUE(found) << lookup.first;
   }
+}
+
+// Scans on another thread make and delete the camera over and over; whatever camera a check
+// found, it asks it before a scan can delete it (the address sanitizer build watches this).
+TEST_F(BoardApi, CameraChecksAskTheCameraBeforeAScanDeletesIt) {
+  // The trace would set the two threads in step and hide the race.
+  CapturedLog::SetAllLevels(7);
+  MloBoardHandle* b = board.Handle();
+  TestPort& port = board.controller.Port(0);
+  board.controller.Link(0, 1, 0);
+  std::atomic<bool> scanning{true};
+  std::thread scans([&] {
+    for (int i = 0; i < 20000; ++i) {
+      port.portType = i % 2 ? PortTypeMaster : PortTypeUnconnected;
+      Mlo_scanPortsEx(b, 1, 0, 0, 0);
+    }
+    scanning = false;
+  });
+  int seen = 0;
+  while (scanning) seen += Mlo_isCameraAvailable(b, 0) + Mlo_isCameraAvailableAtIndex(b, 0);
+  scans.join();
+  EXPECT_GT(seen, 0) << "the checks met the camera";
+  CapturedLog::SetAllLevels(1);
 }
 
 // Mlo_updateCameraInfos traces 0 after doing its work, and answers -2000.
