@@ -19,6 +19,7 @@ namespace {
 constexpr unsigned int kFlagRefreshOnly = 0x20;
 constexpr unsigned int kFlagKeepRemoved = 0x40;
 constexpr unsigned int kTypeInteger = 1;
+constexpr unsigned int kNoPort = 0xFFFFFFFF;
 
 uint32_t CameraNumber(IPortInterface* port) { return port->GetLogicPort() >> 16; }
 
@@ -146,6 +147,8 @@ CCameraInterface* CDriver::GetCamera(unsigned int index) {
 }
 
 CCameraInterface* CDriver::GetCameraByGrabberPort(unsigned int port) {
+  // All ones stands in the empty link slots; it is no port.
+  if (port == kNoPort) return nullptr;
   RecursiveMutexGuard guard(&cameraLock_);
   for (auto& entry : cameras_) {
     for (unsigned int link = 0; link < CCameraInterface::kMaxLinks; ++link) {

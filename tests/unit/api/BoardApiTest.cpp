@@ -135,11 +135,17 @@ TEST_F(BoardApi, ScanHandsOnItsArgumentsAndFindsTheCamerasByIndexAndByPort) {
   ASSERT_EQ(Mlo_getCameraByIndex(b, 0, &first), 0);
   ASSERT_EQ(Mlo_getCameraByIndex(b, 1, &second), 0);
   EXPECT_NE(first, second);
-  MloCameraHandle* byPort = kSomeCamera;
-  EXPECT_EQ(Mlo_getCamera(b, 2, &byPort), 0);
-  EXPECT_EQ(Object(byPort)->GetPortInterface(), &board.controller.Port(1));
-  EXPECT_EQ(Mlo_getCamera(b, 0, &byPort), 0);
-  EXPECT_EQ(byPort, nullptr);
+  // A camera by any port of its links; the all-ones port of an empty link slot is none.
+  const std::pair<unsigned int, IPortInterface*> masters[] = {{1, &board.controller.Port(1)},
+                                                              {2, &board.controller.Port(1)},
+                                                              {3, &board.controller.Port(3)},
+                                                              {0, nullptr},
+                                                              {0xFFFFFFFF, nullptr}};
+  for (const auto& [port, master] : masters) {
+    MloCameraHandle* byPort = kSomeCamera;
+    EXPECT_EQ(Mlo_getCamera(b, port, &byPort), 0);
+    EXPECT_EQ(byPort ? Object(byPort)->GetPortInterface() : nullptr, master) << port;
+  }
   EXPECT_EQ(Mlo_isCameraAvailable(b, 3), 1);
   EXPECT_EQ(Mlo_isCameraAvailableAtIndex(b, 0), 1);
   board.controller.Port(3).speed = kNoLinkSpeed;
