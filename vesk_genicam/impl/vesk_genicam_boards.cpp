@@ -116,7 +116,11 @@ int Mlo_scanPortsEx(MloBoardHandle* board, unsigned int portMask, unsigned int t
       [=] { return "Speed: " + std::to_string(speed) + "; Flags: " + std::to_string(flags); });
   if (portMask == 0) return call.Fail(MLO_ERR_INVALID_PORT, "Invalid Port Mask ");
   if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
-  return call.Return(Driver(board)->Discovery(portMask, speed, timeoutMs, flags));
+  // A camera object that cannot be made ends the discovery with an exception.
+  return call.Return(
+      CatchAtBoundary([&](const std::string& message) { call.Fail(MLO_ERR_EXCEPTION, message); },
+                      [] { return "scanning ports"; },
+                      [=] { return Driver(board)->Discovery(portMask, speed, timeoutMs, flags); }));
 }
 
 int Mlo_scanPorts(MloBoardHandle* board, unsigned int portMask, unsigned int timeoutMs,

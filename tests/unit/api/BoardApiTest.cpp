@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -41,8 +42,10 @@ TEST_F(BoardApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
   MloBoardHandle* b = board.Handle();
   MloCameraHandle* linked = board.Camera(0);
   char path[] = "/nonexistent/vesk-camera.xml";
+  char folder[] = "/";
   char buffer[4];
   size_t size = sizeof buffer;
+  board.controller.onDiscovery = [] { throw std::bad_alloc(); };
   ExpectChecks({
       CALL(Mlo_initBoardEx(nullptr, 0, nullptr, 1), -1991, "Invalid FG handle"),
       CALL(Mlo_initBoardEx(&fgBoard, 0, nullptr, 1), -1991, "Invalid board handle pointer"),
@@ -54,6 +57,9 @@ TEST_F(BoardApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
       CALL(Mlo_scanPortsEx(nullptr, 0, 10, 0, 0), -1208, "Invalid Port Mask "),
       CALL(Mlo_scanPortsEx(nullptr, 1, 10, 0, 0), -1001, "Invalid board handle"),
       CALL(Mlo_scanPorts(nullptr, 0, 10, 0), -1208, "Invalid Port Mask "),
+      // A camera object that cannot be made, or a controller that throws, ends the scan.
+      CALL(Mlo_scanPortsEx(b, 1, 10, 0, 0), -1999,
+           "Standard exception while scanning ports: std::bad_alloc"),
       CALL(Mlo_isCameraAvailable(nullptr, 0), 0, "Invalid board handle"),
       CALL(Mlo_isCameraAvailable(b, 3), 0, "Invalid camera handle"),
       CALL(Mlo_isCameraAvailableAtIndex(nullptr, 0), 0, "Invalid board handle"),
@@ -70,6 +76,7 @@ TEST_F(BoardApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
       CALL(Mlo_connectCameraWithExternalXml(nullptr, nullptr), -1000, "Invalid camera handle"),
       CALL(Mlo_connectCameraWithExternalXml(linked, nullptr), -1003, "Invalid file name"),
       CALL(Mlo_connectCameraWithExternalXml(linked, path), -1002, "File not found"),
+      CALL(Mlo_connectCameraWithExternalXml(linked, folder), -1002, "File not found"),
       CALL(Mlo_disconnectCamera(nullptr), -1000, "Invalid camera handle"),
       CALL(Mlo_LinkConnect(b, nullptr), -1001, "Invalid boardHandle"),
       CALL(Mlo_LinkDisconnect(nullptr), -1001, "Invalid boardHandle"),

@@ -239,6 +239,7 @@ TEST(ByteOrderAndBits, HtonllAndBitPositionsModulo32) {
 
 TEST(FileExists, OnlyFilesThatOpenForReading) {
   EXPECT_FALSE(CUtility::FileExists(nullptr));
+  EXPECT_FALSE(CUtility::FileExists("/")) << "a folder opens but is no file";
   char path[] = "/tmp/vesk_utility_XXXXXX";
   const int descriptor = mkstemp(path);
   ASSERT_GE(descriptor, 0);
