@@ -45,8 +45,8 @@ class CDriver : public IMonitorInterface {
   // Makes a camera for each new master port and retires those whose port is none any more.
   void UpdateDiscoveryInformation(bool deleteRemoved);
 
-  // Runs use under cameraLock_: a discovery on another thread deletes no camera that use works
-  // with. The cameras that the lookups below return are safe only so.
+  // Runs use under cameraLock_, so that a discovery on another thread deletes no camera that use
+  // works with: a camera that a lookup below returns may go with the next discovery.
   template <class Use>
   auto WithCameraLock(Use use) {
     vesk::templates::platform::RecursiveMutexGuard guard(&cameraLock_);
