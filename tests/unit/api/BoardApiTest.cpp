@@ -337,14 +337,15 @@ TEST_F(BoardApi, FreeBoardLetsARunningCallbackEndAndDeliversNoMoreEvents) {
   TestController& controller = board.controller;
   std::thread events([&] {
     controller.callback(ControllerEventPortsConnected, 1, controller.callbackUser);
-    delivery.stopped.wait();
+    delivery.stopped.wait_for(std::chrono::seconds(30));
     controller.callback(ControllerEventPortsLost, 1, controller.callbackUser);
   });
   controller.onDestroy = [&] {
     delivery.stopping.set_value();
     events.join();
   };
-  delivery.inside.get_future().wait();
+  EXPECT_EQ(delivery.inside.get_future().wait_for(std::chrono::seconds(30)),
+            std::future_status::ready);
   Mlo_freeBoard(board.Handle());
   board.Freed();
   EXPECT_EQ(delivery.calls, 1);
