@@ -1,7 +1,9 @@
 #include "loader/LibraryLoader.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <strings.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -33,11 +35,27 @@ bool IsInstallationFolder(const std::string& component) {
   return false;
 }
 
+// The file that this code was loaded from. A shared library is named by the dynamic linker's
+// entry for it. A program that holds this code itself has no name there, and dladdr would give
+// its argv[0], which is relative to the folder it was started in, or a bare name found on the
+// PATH: the kernel names the program's file.
+std::string OwnFile() {
+  Dl_info info{};
+  link_map* map = nullptr;
+  if (dladdr1(static_cast<void*>(g_directory), &info, reinterpret_cast<void**>(&map),
+              RTLD_DL_LINKMAP) == 0) {
+    return {};
+  }
+  if (map && map->l_name && *map->l_name) return map->l_name;
+  char program[kDirectorySize];
+  const ssize_t length = readlink("/proc/self/exe", program, sizeof program);
+  if (length <= 0 || static_cast<size_t>(length) >= sizeof program) return {};
+  return std::string(program, static_cast<size_t>(length));
+}
+
 // Walks up from the file: the directory in front of the first installation folder met.
 bool DirectoryFromOwnPath(std::string* directory) {
-  Dl_info info{};
-  if (dladdr(static_cast<void*>(g_directory), &info) == 0 || !info.dli_fname) return false;
-  std::string path = info.dli_fname;
+  std::string path = OwnFile();
   if (path.empty() || path.size() >= kDirectorySize) return false;
   for (;;) {
     const size_t cut = path.rfind('/');

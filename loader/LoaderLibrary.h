@@ -109,13 +109,14 @@ class LoaderLibrary {
     return made;
   }
 
-  // Runs release, then gives back the use that the object's creation kept.
+  // Runs release, then gives back the use that the object's creation kept. A release that fails
+  // (a negative status) ended no object, so no use is given back for it.
   template <class Release>
   int ReleaseWithUse(Release release, int absentStatus) {
     const Entries* entries = GetEntries();
     if (!entries) return absentStatus;
     const int status = release(*entries);
-    Close();
+    if (status >= 0) Close();
     return status;
   }
 

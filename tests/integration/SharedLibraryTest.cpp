@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <string>
 
 #include "tests/support/Installation.h"
 
@@ -26,6 +27,49 @@ TEST(SharedLibrary, FindsTheRuntimeInTheLib64FolderThatHoldsIt) {
   EXPECT_THAT(ReadLines(installation.File("journal")),
               ElementsAre("hal init", "dsnrt init", "dsnrt deinit", "dsnrt unload", "hal deinit",
                           "hal unload"));
+}
+
+// The runtime is found in lib64 beside the folder above the library's own bin, lib or lib64 (in
+// any case); only a library in none of these asks $VESKDIR5_64, then $VESKDIR5. "@" stands for
+// the installation's root.
+TEST(SharedLibrary, FindsTheRuntimeFromItsFolderOrElseFromTheEnvironment) {
+  struct Row {
+    const char* folder;
+    const char* veskdir5_64;
+    const char* veskdir5;
+    int boards;
+  };
+  const Row rows[] = {
+      {"lib64", nullptr, nullptr, 1},
+      {"lib", nullptr, nullptr, 1},
+      {"bin", nullptr, nullptr, 1},
+      {"Lib64", nullptr, nullptr, 1},
+      {"lib64", "/nonexistent", "/nonexistent", 1},
+      {"plain", "@", nullptr, 1},
+      {"plain", nullptr, "@", 1},
+      {"plain", "@", "/nonexistent", 1},
+      {"plain", "/nonexistent", "@", -2130},
+      {"plain", nullptr, nullptr, -2130},
+  };
+  for (const Row& row : rows) {
+    Installation installation(VESK_GENICAM_LIBRARY, std::string(VESK_TEST_INSTALLED) + "/lib64",
+                              row.folder);
+    ASSERT_NE(installation.Handle(), nullptr) << dlerror();
+    const auto environment = [&](const char* variable, const char* value) {
+      std::string text = value ? value : "";
+      if (text[0] == '@') text.replace(0, 1, installation.Root());
+      value ? setenv(variable, text.c_str(), 1) : unsetenv(variable);
+    };
+    environment("VESKDIR5_64", row.veskdir5_64);
+    environment("VESKDIR5", row.veskdir5);
+    installation.Function<void()>("VeskGenICamInit")();
+    EXPECT_EQ(installation.Function<int()>("VHalGetNrOfBoards")(), row.boards)
+        << row.folder << " " << (row.veskdir5_64 ? row.veskdir5_64 : "-") << " "
+        << (row.veskdir5 ? row.veskdir5 : "-");
+    installation.Function<void()>("VeskGenICamDeinit")();
+  }
+  unsetenv("VESKDIR5_64");
+  unsetenv("VESKDIR5");
 }
 
 // That it exports nothing else, the exported_symbols test checks.

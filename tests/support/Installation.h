@@ -10,21 +10,25 @@
 
 namespace vesk::test {
 
-// The shared library in an installation of its own, opened with dlopen as an application does,
-// next to the board runtime found in runtimeLib64 (none when empty). Copies, not links: the
-// dynamic loader would otherwise hand back an already loaded library.
+// The shared library in an installation of its own, in the folder `folder` below its root,
+// opened with dlopen as an application does; the board runtime found in runtimeLib64 (none when
+// empty) goes into the root's lib64. Copies, not links: the dynamic loader would otherwise hand
+// back an already loaded library.
 class Installation {
  public:
-  Installation(const std::string& library, const std::string& runtimeLib64) {
+  Installation(const std::string& library, const std::string& runtimeLib64,
+               const std::string& folder = "lib64") {
     namespace fs = std::filesystem;
     fs::create_directories(root_.Path() + "/lib64");
-    fs::copy_file(library, root_.Path() + "/lib64/libvesk_genicam.so");
+    fs::create_directories(root_.File(folder));
+    const std::string copy = root_.File(folder) + "/libvesk_genicam.so";
+    fs::copy_file(library, copy);
     if (!runtimeLib64.empty()) {
       for (const char* name : {"libvesk_hal.so", "libdsnrt.so"}) {
         fs::copy_file(runtimeLib64 + "/" + name, root_.Path() + "/lib64/" + name);
       }
     }
-    handle_ = dlopen((root_.Path() + "/lib64/libvesk_genicam.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    handle_ = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
   }
   ~Installation() {
     if (handle_) dlclose(handle_);
@@ -38,6 +42,7 @@ class Installation {
   }
   void* Handle() const { return handle_; }
   std::string File(const char* name) const { return root_.File(name); }
+  const std::string& Root() const { return root_.Path(); }
 
  private:
   TempDir root_;

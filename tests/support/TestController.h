@@ -1,13 +1,19 @@
 #ifndef VESK_TESTS_SUPPORT_TEST_CONTROLLER_H
 #define VESK_TESTS_SUPPORT_TEST_CONTROLLER_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
+#include "loader/vesk_hal.h"
 #include "tests/support/TestPort.h"
+#include "vesk_genicam/impl/BoardTypes.h"
 #include "vesk_genicam/impl/IControllerInterface.h"
 
 namespace vesk::test {
@@ -28,6 +34,7 @@ class TestController : public IControllerInterface {
   }
   ~TestController() override {
     if (destroyed_) *destroyed_ = true;
+    if (onDestroy) onDestroy();
   }
 
   int Init() override {
@@ -107,6 +114,8 @@ class TestController : public IControllerInterface {
   int setCode = 0;
   int discoveryCode = 0;
   std::function<void()> onDiscovery;
+  // Runs first thing in the destructor, where a controller ends its threads.
+  std::function<void()> onDestroy;
   CDriver* discoveryDriver = nullptr;
   Callback callback = nullptr;
   void* callbackUser = nullptr;
@@ -115,6 +124,37 @@ class TestController : public IControllerInterface {
  private:
   bool* destroyed_;
 };
+
+// Runs discover, which starts a discovery of the controller, and while that discovery is open
+// runs other on a thread of its own. The discovery stays open until other ends or bound passes.
+// True when other ended while the discovery was open.
+inline bool EndsDuringDiscovery(TestController& controller, const std::function<void()>& discover,
+                                const std::function<void()>& other,
+                                std::chrono::milliseconds bound) {
+  std::promise<void> ended;
+  std::future<void> done = ended.get_future();
+  std::thread thread;
+  bool endedInTime = false;
+  controller.onDiscovery = [&] {
+    thread = std::thread([&] {
+      other();
+      ended.set_value();
+    });
+    endedInTime = done.wait_for(bound) == std::future_status::ready;
+  };
+  discover();
+  controller.onDiscovery = nullptr;
+  if (thread.joinable()) thread.join();
+  return endedInTime;
+}
+
+// A controller factory for a driver: the first call hands controller over, later ones have none.
+inline auto HandOver(std::unique_ptr<TestController> controller) {
+  auto owned = std::make_shared<std::unique_ptr<TestController>>(std::move(controller));
+  return [owned](EBoardTransport, Fg_Struct_s*, bool) -> std::unique_ptr<IControllerInterface> {
+    return std::move(*owned);
+  };
+}
 
 }  // namespace vesk::test
 

@@ -19,24 +19,30 @@ namespace {
 constexpr unsigned int kFlagRefreshOnly = 0x20;
 constexpr unsigned int kFlagKeepRemoved = 0x40;
 constexpr unsigned int kTypeInteger = 1;
+constexpr unsigned int kNoPort = 0xFFFFFFFF;
 
 uint32_t CameraNumber(IPortInterface* port) { return port->GetLogicPort() >> 16; }
 
 }  // namespace
 
+// Nothing is used after it has gone: first the monitoring thread, which calls the driver; then
+// the application's callback, which may use cameras: a running one ends first, and the events
+// that the controller's threads send until the controller ends them find none; then the cameras,
+// which use the controller's ports; last the controller, which ends its threads and frees the
+// ports. The locks go with the members after the body, cameraLock_ before eventLock_.
 CDriver::~CDriver() {
-  delete monitoringThread_;
-  for (auto& entry : cameras_) delete entry.second;
-  for (CCameraInterface* camera : removedCameras_) delete camera;
-  delete controller_;
+  monitoringThread_.reset();
+  SetBoardEventCallback(nullptr, nullptr);
   cameras_.clear();
   removedCameras_.clear();
+  controller_.reset();
 }
 
 vesk::tools::logging::Logger* CDriver::GetLogger() { return logger_.Get(); }
 
 // No transport controller is part of the library yet: every board type is unsupported.
-IControllerInterface* CDriver::CreateController(EBoardTransport, Fg_Struct_s*, bool) {
+std::unique_ptr<IControllerInterface> CDriver::CreateController(EBoardTransport, Fg_Struct_s*,
+                                                                bool) {
   return nullptr;
 }
 
@@ -65,7 +71,7 @@ int CDriver::StartController(Fg_Struct_s* board, bool flag) {
   controller_->ResetMultiplexer();
   controller_->Init();
   controller_->SetCallBackFnct(CDriver::CtrlCallbackHandler, this);
-  monitoringThread_ = new CDriverMonitoringThread(this);
+  monitoringThread_ = std::make_unique<CDriverMonitoringThread>(this);
   // Without the thread the board works all the same; it only misses the ticks.
   monitoringThread_->Start();
   return 0;
@@ -98,21 +104,21 @@ void CDriver::UpdateDiscoveryInformation(bool deleteRemoved) {
     CCameraInterface* camera = nullptr;
     if (found != cameras_.end()) {
       if (!master) {
-        removedCameras_.insert(found->second);
+        removedCameras_.insert(std::move(found->second));
         cameras_.erase(found);
         continue;
       }
-      camera = found->second;
+      camera = found->second.get();
     } else {
       if (!master) continue;
-      camera = new CCameraInterface(port, controller_);
-      cameras_[port] = camera;
+      std::unique_ptr<CCameraInterface>& made = cameras_[port];
+      made = std::make_unique<CCameraInterface>(port, controller_.get());
+      camera = made.get();
     }
     RefreshLinks(camera, port);
   }
-  if (!deleteRemoved) return;
-  for (CCameraInterface* camera : removedCameras_) delete camera;
-  removedCameras_.clear();
+  cameraCount_ = static_cast<uint32_t>(cameras_.size());
+  if (deleteRemoved) removedCameras_.clear();
 }
 
 void CDriver::RefreshLinks(CCameraInterface* camera, IPortInterface* master) {
@@ -137,16 +143,18 @@ void CDriver::RefreshLinks(CCameraInterface* camera, IPortInterface* master) {
 CCameraInterface* CDriver::GetCamera(unsigned int index) {
   RecursiveMutexGuard guard(&cameraLock_);
   if (index >= cameras_.size()) return nullptr;
-  return std::next(cameras_.begin(), index)->second;
+  return std::next(cameras_.begin(), index)->second.get();
 }
 
 CCameraInterface* CDriver::GetCameraByGrabberPort(unsigned int port) {
+  // All ones stands in the empty link slots; it is no port.
+  if (port == kNoPort) return nullptr;
   RecursiveMutexGuard guard(&cameraLock_);
   for (auto& entry : cameras_) {
     for (unsigned int link = 0; link < CCameraInterface::kMaxLinks; ++link) {
       unsigned int grabberPort = 0;
       if (entry.second->GetLinkFrameGrabberPort(link, grabberPort) == 0 && grabberPort == port) {
-        return entry.second;
+        return entry.second.get();
       }
     }
   }
@@ -156,7 +164,7 @@ CCameraInterface* CDriver::GetCameraByGrabberPort(unsigned int port) {
 CCameraInterface* CDriver::GetCameraByCameraMaster(unsigned int masterId) {
   RecursiveMutexGuard guard(&cameraLock_);
   for (auto& entry : cameras_) {
-    if (CameraNumber(entry.first) == masterId) return entry.second;
+    if (CameraNumber(entry.first) == masterId) return entry.second.get();
   }
   return nullptr;
 }
@@ -232,7 +240,7 @@ int CDriver::GetProperty(char* name, void* value, unsigned int type, void* index
   if (type != kTypeInteger) return MLO_ERR_INVALID_TYPE;
   uint32_t& result = *static_cast<uint32_t*>(value);
   if (cameras) {
-    result = GetNrOfCameras();
+    result = cameraCount_;
   } else if (ports) {
     result = GetNrOfPorts();
   } else {

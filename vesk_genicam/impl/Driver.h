@@ -1,14 +1,17 @@
 #ifndef VESK_GENICAM_IMPL_DRIVER_H
 #define VESK_GENICAM_IMPL_DRIVER_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
 
 #include "templates/platform/RecursiveMutex.h"
+#include "templates/platform/RecursiveMutexGuard.h"
 #include "tools/logging/ClassLogger.h"
 #include "vesk_genicam/impl/BoardTypes.h"
 #include "vesk_genicam/impl/CameraInterface.h"
@@ -22,9 +25,9 @@
 // the application. cameraLock_ comes before eventLock_ where both are needed.
 class CDriver : public IMonitorInterface {
  public:
-  // Makes the controller of a supported board; null where there is none. The driver owns it.
-  using ControllerFactory = std::function<IControllerInterface*(EBoardTransport transport,
-                                                                Fg_Struct_s* board, bool flag)>;
+  // Makes the controller of a supported board; null where there is none.
+  using ControllerFactory = std::function<std::unique_ptr<IControllerInterface>(
+      EBoardTransport transport, Fg_Struct_s* board, bool flag)>;
 
   CDriver() : CDriver(&CDriver::CreateController) {}
   // Tests bring their own transport through the factory.
@@ -42,6 +45,13 @@ class CDriver : public IMonitorInterface {
   // Makes a camera for each new master port and retires those whose port is none any more.
   void UpdateDiscoveryInformation(bool deleteRemoved);
 
+  // Runs use under cameraLock_, so that a discovery on another thread deletes no camera that use
+  // works with: a camera that a lookup below returns may go with the next discovery.
+  template <class Use>
+  auto WithCameraLock(Use use) {
+    vesk::templates::platform::RecursiveMutexGuard guard(&cameraLock_);
+    return use();
+  }
   CCameraInterface* GetCamera(unsigned int index);
   // The camera with a link, master or extension, on this physical port.
   CCameraInterface* GetCameraByGrabberPort(unsigned int port);
@@ -63,10 +73,12 @@ class CDriver : public IMonitorInterface {
   int GetProperty(char* name, void* value, unsigned int type, void* index);
   int SetProperty(char* name, void* value, unsigned int type, void* index);
 
-  // A later registration of either form replaces the earlier one; null unregisters.
+  // A later registration of either form replaces the earlier one; null unregisters. Both wait
+  // for a running callback.
   int SetEventCallback(MloEventCallback callback, const void* user);
   int SetBoardEventCallback(MloBoardEventCallback callback, void* user);
-  // Hands the event to the registered callback, one at a time per board.
+  // Hands the event to the registered callback under eventLock_, one at a time per board. The
+  // callback keeps to the contract of MloBoardEventCallback: it takes no cameraLock_.
   int notifyEvent(MloEventInfo* info);
   // The controller's callback; driver is the CDriver.
   static void CtrlCallbackHandler(unsigned int event, unsigned int ports, void* driver);
@@ -82,8 +94,8 @@ class CDriver : public IMonitorInterface {
 
  private:
   // The library's transports.
-  static IControllerInterface* CreateController(EBoardTransport transport, Fg_Struct_s* board,
-                                                bool flag);
+  static std::unique_ptr<IControllerInterface> CreateController(EBoardTransport transport,
+                                                                Fg_Struct_s* board, bool flag);
   int StartController(Fg_Struct_s* board, bool flag);
   void RefreshLinks(CCameraInterface* camera, IPortInterface* master);
 
@@ -94,10 +106,15 @@ class CDriver : public IMonitorInterface {
   MloEventCallback eventCallback_ = nullptr;
   MloBoardEventCallback boardEventCallback_ = nullptr;
   void* eventUserData_ = nullptr;
-  CDriverMonitoringThread* monitoringThread_ = nullptr;
-  IControllerInterface* controller_ = nullptr;
-  std::map<IPortInterface*, CCameraInterface*> cameras_;
-  std::set<CCameraInterface*> removedCameras_;
+  std::unique_ptr<CDriverMonitoringThread> monitoringThread_;
+  std::unique_ptr<IControllerInterface> controller_;
+  // One per master port; the ports are the controller's.
+  std::map<IPortInterface*, std::unique_ptr<CCameraInterface>> cameras_;
+  // Cameras whose port is no master any more, kept while their handles may be in use.
+  std::set<std::unique_ptr<CCameraInterface>> removedCameras_;
+  // The size of cameras_, set under cameraLock_ and read without it: "NrOfCameras" answers
+  // during a discovery, which holds cameraLock_ throughout.
+  std::atomic<uint32_t> cameraCount_{0};
 };
 
 #endif

@@ -7,7 +7,10 @@
 
 class CDriver;
 
-// Events of SetCallBackFnct's callback; the callback runs on the controller's own thread.
+// Events of SetCallBackFnct's callback. The controller calls it on a thread of its own that holds
+// no lock of the driver; the driver runs the application's callback inside it, under the
+// board's event lock (see MloBoardEventCallback). The controller's destructor ends the threads
+// that call it.
 enum EControllerEvent : unsigned int {
   ControllerEventPortsConnected = 0,
   ControllerEventPortsLost = 1,

@@ -2,6 +2,7 @@
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 #include <arpa/inet.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -308,8 +309,10 @@ bool CUtility::FileExists(const char* path) {
   if (path == nullptr) return false;
   FILE* file = std::fopen(path, "r");
   if (file == nullptr) return false;
+  struct stat status {};
+  const bool regular = fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
   std::fclose(file);
-  return true;
+  return regular;
 }
 
 void CUtility::SleepMs(unsigned int ms) { usleep(ms * 1000); }

@@ -66,7 +66,8 @@ class CUtility {
   static unsigned long GetMuplex(std::vector<std::pair<unsigned char, unsigned char>> pairs);
 
   static unsigned long htonll(unsigned long value);
-  // Whether the file opens for reading.
+  // Whether the path is a regular file that opens for reading: a folder opens too, but has no
+  // contents to read.
   static bool FileExists(const char* path);
   static void SleepMs(unsigned int ms);
   static unsigned int GetBitAt(unsigned int position);

@@ -72,11 +72,18 @@ static_assert(sizeof(MloEventInfo) == 46, "applications are built against a 46-b
 _Static_assert(sizeof(MloEventInfo) == 46, "applications are built against a 46-byte MloEventInfo");
 #endif
 
-/* Event callback of Mlo_RegisterEventCallback; the camera is always NULL. */
+/* Event callback of Mlo_RegisterEventCallback; the camera is always NULL. Called as an
+ * MloBoardEventCallback is, under the same rules. */
 typedef int (*MloEventCallback)(MloBoardHandle* board, MloCameraHandle* camera,
                                 const MloEventInfo* info, const void* user);
-/* Event callback of Mlo_registerBoardEventCallback. Runs on a thread of the library, one event
- * of a board at a time; its result is not used. */
+/* Event callback of Mlo_registerBoardEventCallback. Runs on a thread of the library while the
+ * board's event lock is held: the events of a board come one at a time, registering a callback
+ * waits for a running one, and so does Mlo_freeBoard. It should return soon. It may register or
+ * unregister the board's callback, read board and camera properties ("NrOfCameras" answers at
+ * once) and use the camera handles it already has. It must not scan, look cameras up or count
+ * them (Mlo_scanPorts*, Mlo_getCamera*, Mlo_getCameraCount, Mlo_isCameraAvailable*): these wait
+ * for a running scan, which may wait for the thread that runs the callback. Nor may it free the
+ * board. Its result is not used. */
 typedef int (*MloBoardEventCallback)(MloBoardHandle* board, const MloEventInfo* info, void* user);
 
 /* Adds a user of the library and loads the board and design libraries. Optional: every function

@@ -32,13 +32,18 @@ MloCameraHandle* Handle(CCameraInterface* camera) {
   return reinterpret_cast<MloCameraHandle*>(camera);
 }
 
-// The result of Mlo_isCameraAvailable and Mlo_isCameraAvailableAtIndex: every failure is 0.
+// The result of Mlo_isCameraAvailable and Mlo_isCameraAvailableAtIndex: every failure is 0. The
+// camera is asked under the lock it was found under, since a scan may delete it once that goes.
 template <class Call, class Lookup>
 int CameraAvailable(Call& call, MloBoardHandle* board, Lookup lookup) {
   if (!board) return call.Fail(0, "Invalid board handle");
-  CCameraInterface* camera = lookup(Driver(board));
-  if (!camera) return call.Fail(0, "Invalid camera handle");
-  return call.Return(camera->IsConnected() ? 1 : 0);
+  CDriver* driver = Driver(board);
+  const int connected = driver->WithCameraLock([&] {
+    CCameraInterface* camera = lookup(driver);
+    return camera ? static_cast<int>(camera->IsConnected()) : -1;
+  });
+  if (connected < 0) return call.Fail(0, "Invalid camera handle");
+  return call.Return(connected);
 }
 
 // A node map is built only over a link that the scan made.
@@ -111,7 +116,11 @@ int Mlo_scanPortsEx(MloBoardHandle* board, unsigned int portMask, unsigned int t
       [=] { return "Speed: " + std::to_string(speed) + "; Flags: " + std::to_string(flags); });
   if (portMask == 0) return call.Fail(MLO_ERR_INVALID_PORT, "Invalid Port Mask ");
   if (!board) return call.Fail(MLO_ERR_INVALID_BOARD_HANDLE, "Invalid board handle");
-  return call.Return(Driver(board)->Discovery(portMask, speed, timeoutMs, flags));
+  // A camera object that cannot be made ends the discovery with an exception.
+  return call.Return(
+      CatchAtBoundary([&](const std::string& message) { call.Fail(MLO_ERR_EXCEPTION, message); },
+                      [] { return "scanning ports"; },
+                      [=] { return Driver(board)->Discovery(portMask, speed, timeoutMs, flags); }));
 }
 
 int Mlo_scanPorts(MloBoardHandle* board, unsigned int portMask, unsigned int timeoutMs,

@@ -7,6 +7,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/CapturedLog.h"
@@ -22,13 +23,7 @@ namespace vesk::test {
 class ApiTestBoard {
  public:
   explicit ApiTestBoard(unsigned int portCount = 4)
-      : owned_(std::make_unique<TestController>(portCount, &destroyed)),
-        controller(*owned_),
-        driver(
-            new CDriver([this](EBoardTransport, Fg_Struct_s*, bool) { return owned_.release(); })) {
-    fgBoard_ = {VHalInitDevice(0), nullptr};
-    EXPECT_EQ(driver->Init(&fgBoard_, false), 0);
-  }
+      : ApiTestBoard(std::make_unique<TestController>(portCount, &destroyed)) {}
   ~ApiTestBoard() {
     delete driver;
     VHalFreeDevice(fgBoard_.device);
@@ -48,15 +43,16 @@ class ApiTestBoard {
 
   // Set when the driver destroyed its controller.
   bool destroyed = false;
+  TestController& controller;  // the driver's
+  CDriver* driver;
 
  private:
-  // Until the driver takes it.
-  std::unique_ptr<TestController> owned_;
-  Fg_Struct_s fgBoard_{};
+  explicit ApiTestBoard(std::unique_ptr<TestController> made)
+      : controller(*made), driver(new CDriver(HandOver(std::move(made)))) {
+    EXPECT_EQ(driver->Init(&fgBoard_, false), 0);
+  }
 
- public:
-  TestController& controller;
-  CDriver* driver;
+  Fg_Struct_s fgBoard_{VHalInitDevice(0), nullptr};
 };
 
 inline std::string Thread() { return std::to_string(tools::logging::CurrentThreadId()); }

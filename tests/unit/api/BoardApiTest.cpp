@@ -3,7 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <new>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/support/TempDir.h"
@@ -35,8 +42,10 @@ TEST_F(BoardApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
   MloBoardHandle* b = board.Handle();
   MloCameraHandle* linked = board.Camera(0);
   char path[] = "/nonexistent/vesk-camera.xml";
+  char folder[] = "/";
   char buffer[4];
   size_t size = sizeof buffer;
+  board.controller.onDiscovery = [] { throw std::bad_alloc(); };
   ExpectChecks({
       CALL(Mlo_initBoardEx(nullptr, 0, nullptr, 1), -1991, "Invalid FG handle"),
       CALL(Mlo_initBoardEx(&fgBoard, 0, nullptr, 1), -1991, "Invalid board handle pointer"),
@@ -48,6 +57,9 @@ TEST_F(BoardApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
       CALL(Mlo_scanPortsEx(nullptr, 0, 10, 0, 0), -1208, "Invalid Port Mask "),
       CALL(Mlo_scanPortsEx(nullptr, 1, 10, 0, 0), -1001, "Invalid board handle"),
       CALL(Mlo_scanPorts(nullptr, 0, 10, 0), -1208, "Invalid Port Mask "),
+      // A camera object that cannot be made, or a controller that throws, ends the scan.
+      CALL(Mlo_scanPortsEx(b, 1, 10, 0, 0), -1999,
+           "Standard exception while scanning ports: std::bad_alloc"),
       CALL(Mlo_isCameraAvailable(nullptr, 0), 0, "Invalid board handle"),
       CALL(Mlo_isCameraAvailable(b, 3), 0, "Invalid camera handle"),
       CALL(Mlo_isCameraAvailableAtIndex(nullptr, 0), 0, "Invalid board handle"),
@@ -64,6 +76,7 @@ TEST_F(BoardApi, ChecksComeInTheirOrderWithTheirLinesAndCodes) {
       CALL(Mlo_connectCameraWithExternalXml(nullptr, nullptr), -1000, "Invalid camera handle"),
       CALL(Mlo_connectCameraWithExternalXml(linked, nullptr), -1003, "Invalid file name"),
       CALL(Mlo_connectCameraWithExternalXml(linked, path), -1002, "File not found"),
+      CALL(Mlo_connectCameraWithExternalXml(linked, folder), -1002, "File not found"),
       CALL(Mlo_disconnectCamera(nullptr), -1000, "Invalid camera handle"),
       CALL(Mlo_LinkConnect(b, nullptr), -1001, "Invalid boardHandle"),
       CALL(Mlo_LinkDisconnect(nullptr), -1001, "Invalid boardHandle"),
@@ -129,11 +142,17 @@ TEST_F(BoardApi, ScanHandsOnItsArgumentsAndFindsTheCamerasByIndexAndByPort) {
   ASSERT_EQ(Mlo_getCameraByIndex(b, 0, &first), 0);
   ASSERT_EQ(Mlo_getCameraByIndex(b, 1, &second), 0);
   EXPECT_NE(first, second);
-  MloCameraHandle* byPort = kSomeCamera;
-  EXPECT_EQ(Mlo_getCamera(b, 2, &byPort), 0);
-  EXPECT_EQ(Object(byPort)->GetPortInterface(), &board.controller.Port(1));
-  EXPECT_EQ(Mlo_getCamera(b, 0, &byPort), 0);
-  EXPECT_EQ(byPort, nullptr);
+  // A camera by any port of its links; the all-ones port of an empty link slot is none.
+  const std::pair<unsigned int, IPortInterface*> masters[] = {{1, &board.controller.Port(1)},
+                                                              {2, &board.controller.Port(1)},
+                                                              {3, &board.controller.Port(3)},
+                                                              {0, nullptr},
+                                                              {0xFFFFFFFF, nullptr}};
+  for (const auto& [port, master] : masters) {
+    MloCameraHandle* byPort = kSomeCamera;
+    EXPECT_EQ(Mlo_getCamera(b, port, &byPort), 0);
+    EXPECT_EQ(byPort ? Object(byPort)->GetPortInterface() : nullptr, master) << port;
+  }
   EXPECT_EQ(Mlo_isCameraAvailable(b, 3), 1);
   EXPECT_EQ(Mlo_isCameraAvailableAtIndex(b, 0), 1);
   board.controller.Port(3).speed = kNoLinkSpeed;
@@ -144,6 +163,52 @@ TEST_F(BoardApi, ScanHandsOnItsArgumentsAndFindsTheCamerasByIndexAndByPort) {
   EXPECT_EQ(Mlo_powerSwitch(b, 5), 0);
   EXPECT_EQ(std::vector<std::string>(journal.end() - 4, journal.end()),
             (std::vector<std::string>{"Enable 3", "Disable 4", "Disable 5", "Enable 5"}));
+}
+
+// A discovery holds the camera lock throughout: a lookup on another thread waits for the cameras
+// it makes.
+TEST_F(BoardApi, CameraLookupsWaitForARunningDiscovery) {
+  MloBoardHandle* b = board.Handle();
+  MloCameraHandle* camera = nullptr;
+  const std::pair<const char*, std::function<bool()>> lookups[] = {
+      {"Mlo_getCamera", [&] { return Mlo_getCamera(b, 0, &camera) == 0 && camera; }},
+      {"Mlo_getCameraByIndex", [&] { return Mlo_getCameraByIndex(b, 0, &camera) == 0; }},
+      {"Mlo_getCameraCount", [&] { return Mlo_getCameraCount(b) == 1; }},
+  };
+  for (const auto& lookup : lookups) {
+    board.controller.Free(0);
+    ASSERT_EQ(Mlo_scanPortsEx(b, 1, 0, 0, 0), 0);
+    board.controller.Link(0, 1, 0);
+    bool found = false;
+    EXPECT_FALSE(EndsDuringDiscovery(
+        board.controller, [&] { Mlo_scanPortsEx(b, 1, 0, 0, 0); }, [&] { found = lookup.second(); },
+        std::chrono::milliseconds(200)))
+        << lookup.first;
+    EXPECT_TRUE(found) << lookup.first;
+  }
+}
+
+// Scans on another thread make and delete the camera over and over; whatever camera a check
+// found, it asks it before a scan can delete it (the address sanitizer build watches this).
+TEST_F(BoardApi, CameraChecksAskTheCameraBeforeAScanDeletesIt) {
+  // The trace would set the two threads in step and hide the race.
+  CapturedLog::SetAllLevels(7);
+  MloBoardHandle* b = board.Handle();
+  TestPort& port = board.controller.Port(0);
+  board.controller.Link(0, 1, 0);
+  std::atomic<bool> scanning{true};
+  std::thread scans([&] {
+    for (int i = 0; i < 20000; ++i) {
+      port.portType = i % 2 ? PortTypeMaster : PortTypeUnconnected;
+      Mlo_scanPortsEx(b, 1, 0, 0, 0);
+    }
+    scanning = false;
+  });
+  int seen = 0;
+  while (scanning) seen += Mlo_isCameraAvailable(b, 0) + Mlo_isCameraAvailableAtIndex(b, 0);
+  scans.join();
+  EXPECT_GT(seen, 0) << "the checks met the camera";
+  CapturedLog::SetAllLevels(1);
 }
 
 // Mlo_updateCameraInfos traces 0 after doing its work, and answers -2000.
@@ -245,6 +310,45 @@ TEST_F(BoardApi, FreeBoardDestroysTheDriverAndItsController) {
   Mlo_freeBoard(board.Handle());
   board.Freed();
   EXPECT_TRUE(board.destroyed);
+}
+
+// A controller thread is inside the callback when the board is freed, and delivers one more event
+// while the controller stops it. The callback uses a camera that the application holds.
+TEST_F(BoardApi, FreeBoardLetsARunningCallbackEndAndDeliversNoMoreEvents) {
+  struct Delivery {
+    MloCameraHandle* camera = nullptr;
+    std::promise<void> inside;
+    std::promise<void> stopping;
+    std::shared_future<void> stopped = stopping.get_future().share();
+    int calls = 0;
+  } delivery;
+  delivery.camera = board.Camera(0);
+  Mlo_registerBoardEventCallback(
+      board.Handle(),
+      [](MloBoardHandle*, const MloEventInfo*, void* user) {
+        auto* delivery = static_cast<Delivery*>(user);
+        if (delivery->calls++ == 0) {
+          delivery->inside.set_value();
+          delivery->stopped.wait_for(std::chrono::milliseconds(200));
+        }
+        return Mlo_getCameraInfo(delivery->camera) ? 0 : 1;
+      },
+      &delivery);
+  TestController& controller = board.controller;
+  std::thread events([&] {
+    controller.callback(ControllerEventPortsConnected, 1, controller.callbackUser);
+    delivery.stopped.wait_for(std::chrono::seconds(30));
+    controller.callback(ControllerEventPortsLost, 1, controller.callbackUser);
+  });
+  controller.onDestroy = [&] {
+    delivery.stopping.set_value();
+    events.join();
+  };
+  EXPECT_EQ(delivery.inside.get_future().wait_for(std::chrono::seconds(30)),
+            std::future_status::ready);
+  Mlo_freeBoard(board.Handle());
+  board.Freed();
+  EXPECT_EQ(delivery.calls, 1);
 }
 
 // The fake board library's board is a Camera Link board, for which the library has no transport

@@ -50,11 +50,12 @@ TEST(DriverInit, BoardTypesChooseTheirTransport) {
 }
 
 TEST(DriverInit, StartsTheControllerInOrderAndRefusesBoardsWithoutATransport) {
-  auto* controller = new TestController;  // the driver's from the factory call on
+  auto made = std::make_unique<TestController>();
+  TestController* controller = made.get();  // the driver's from the factory call on
   std::vector<std::pair<EBoardTransport, bool>> calls;
   CDriver driver([&](EBoardTransport kind, Fg_Struct_s*, bool flag) {
     calls.emplace_back(kind, flag);
-    return controller;
+    return std::move(made);
   });
   EXPECT_EQ(driver.Init(nullptr, false), -1991);
   Fg_Struct_s other{reinterpret_cast<PLdevice*>(&calls), nullptr};
@@ -89,10 +90,11 @@ TEST(DriverInit, ExceptionsBecomeCodesWithALine) {
   const std::string start = "5 thread-id=" + std::to_string(tools::logging::CurrentThreadId()) +
                             "|Failed to initialise camera interface: ";
   for (const Case& c : cases) {
-    CDriver driver([&](EBoardTransport, Fg_Struct_s*, bool) -> IControllerInterface* {
-      c.raise();
-      return nullptr;
-    });
+    CDriver driver(
+        [&](EBoardTransport, Fg_Struct_s*, bool) -> std::unique_ptr<IControllerInterface> {
+          c.raise();
+          return nullptr;
+        });
     Fg_Struct_s board = FakeBoard();
     CapturedLog::Take();
     EXPECT_EQ(driver.Init(&board, false), c.code);
@@ -112,9 +114,9 @@ class DriverTest : public ::testing::Test {
 
   void Start(unsigned int ports) {
     driver.reset();
-    controller = new TestController(ports);
-    driver = std::make_unique<CDriver>(
-        [this](EBoardTransport, Fg_Struct_s*, bool) { return controller; });
+    auto made = std::make_unique<TestController>(ports);
+    controller = made.get();
+    driver = std::make_unique<CDriver>(HandOver(std::move(made)));
     Fg_Struct_s board = FakeBoard();
     EXPECT_EQ(driver->Init(&board, false), 0);
     controller->journal.clear();
@@ -265,6 +267,18 @@ TEST_F(DriverTest, BoardPropertiesAfterTheControllers) {
   EXPECT_EQ(bare.SetProperty(name, &value, 1, nullptr), -2000);
   EXPECT_EQ(bare.GetProperty(own, &value, 1, nullptr), 0);
   EXPECT_EQ(value, 0u);
+}
+
+// A discovery holds the camera lock throughout; the count does not wait for it.
+TEST_F(DriverTest, NrOfCamerasAnswersDuringADiscovery) {
+  controller->Link(0, 1, 0);
+  ASSERT_EQ(driver->Discovery(1, 0, 0, 0), 0);
+  char name[] = "NrOfCameras";
+  uint32_t count = 0;
+  EXPECT_TRUE(EndsDuringDiscovery(
+      *controller, [&] { driver->Discovery(1, 0, 0, 0); },
+      [&] { driver->GetProperty(name, &count, 1, nullptr); }, std::chrono::seconds(2)));
+  EXPECT_EQ(count, 1u);
 }
 
 TEST_F(DriverTest, AnUnknownPowerCommandDoesNothing) {

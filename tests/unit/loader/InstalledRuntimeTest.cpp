@@ -36,7 +36,8 @@ TEST(BoardLibraryStubs, ForwardToTheLoadedLibraryAndABoardHoldsAUseWhileItIsOpen
   const uint32_t before = Ns_VeskHal::GetUseCount();
   EXPECT_EQ(VHalInitDevice(9), nullptr);
   EXPECT_EQ(VHalInitDeviceEx(9, 0), nullptr);
-  EXPECT_EQ(Ns_VeskHal::GetUseCount(), before);
+  EXPECT_EQ(VHalFreeDevice(nullptr), -1);
+  EXPECT_EQ(Ns_VeskHal::GetUseCount(), before) << "failed calls take no use and give none back";
 
   PLdevice* first = VHalInitDevice(0);
   PLdevice* second = VHalInitDeviceEx(0, 0);
@@ -83,6 +84,7 @@ TEST(DesignLibraryStubs, ForwardAndAnswerMinus114ForAMissingEntryPoint) {
   EXPECT_EQ(DsnFreeDesign(design), 0);
   EXPECT_EQ(Ns_VeskDsnRt::GetUseCount(), before);
   EXPECT_EQ(DsnLoadBoardDesign(nullptr), nullptr);
+  EXPECT_EQ(DsnFreeDesign(nullptr), -1);
   EXPECT_EQ(Ns_VeskDsnRt::GetUseCount(), before);
   VHalFreeDevice(board);
 }

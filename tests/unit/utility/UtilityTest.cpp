@@ -53,8 +53,8 @@ TEST(Uint32Swap, ReversesTheMostSignificantBytesIntoTheLowEnd) {
   }
 }
 
-// CRC-32 without the final inversion over the words in memory order. The random words look up
-// every entry of the table, so a wrong entry shows.
+// CRC-32 without the final inversion over the words in memory order. The random words reach
+// fewer than half of the table's entries; the next test checks each.
 TEST(CxpCrc, IsCrc32WithoutTheFinalInversion) {
   EXPECT_EQ(CUtility::CalcualteCRC(nullptr, 0), 0xFFFFFFFFu);
   // CRC-32 of four zero bytes is 0x2144DF1C; left uninverted it is the well-known residue.
@@ -68,6 +68,17 @@ TEST(CxpCrc, IsCrc32WithoutTheFinalInversion) {
     EXPECT_EQ(CUtility::CalcualteCRC(words.data(), count),
               BitwiseCrcWithoutInversion(bytes, 4 * count))
         << count << " words";
+  }
+}
+
+// Entry i is the register after one byte i, worked bit by bit from zero.
+TEST(CxpCrc, EveryTableEntryIsTheBitwiseRemainderOfItsIndex) {
+  for (unsigned int index = 0; index < 256; ++index) {
+    unsigned int remainder = index;
+    for (int bit = 0; bit < 8; ++bit) {
+      remainder = (remainder & 1) ? (remainder >> 1) ^ 0xEDB88320 : remainder >> 1;
+    }
+    EXPECT_EQ(g_tbCrc[index], remainder) << "entry " << index;
   }
 }
 
@@ -239,6 +250,7 @@ TEST(ByteOrderAndBits, HtonllAndBitPositionsModulo32) {
 
 TEST(FileExists, OnlyFilesThatOpenForReading) {
   EXPECT_FALSE(CUtility::FileExists(nullptr));
+  EXPECT_FALSE(CUtility::FileExists("/")) << "a folder opens but is no file";
   char path[] = "/tmp/vesk_utility_XXXXXX";
   const int descriptor = mkstemp(path);
   ASSERT_GE(descriptor, 0);
