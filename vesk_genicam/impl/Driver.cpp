@@ -1,5 +1,6 @@
 #include "vesk_genicam/impl/Driver.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -330,8 +331,10 @@ int CDriver::StoreLowLevelLinkProfile(char* path) {
 
 int CDriver::RestoreLowLevelLinkProfile(char* path) {
   if (!controller_) return MLO_ERR_INVALID_BOARD_HANDLE;
-  FILE* file = std::fopen(path, "r");
-  if (!file) return MLO_ERR_FILE_ACCESS;
-  std::fclose(file);
+  // Without blocking, so that a FIFO given as the profile cannot hold the call until a writer
+  // comes; the file is never read.
+  const int file = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) return MLO_ERR_FILE_ACCESS;
+  ::close(file);
   return MLO_ERR_INVALID_ARGUMENT;
 }

@@ -69,6 +69,11 @@ FaultSettings Faults(uint32_t drop, uint32_t corrupt, uint32_t odd, uint32_t del
 }
 
 const FaultSettings kNone = Faults(0, 0, 0, 0);
+const FaultSettings kDrop = Faults(1000, 0, 0, 0);
+const FaultSettings kCorrupt = Faults(0, 1000, 0, 0);
+const FaultSettings kOdd = Faults(0, 0, 1000, 0);
+const FaultSettings kDelay = Faults(0, 0, 0, 1000);
+const FaultSettings kSilent = Faults(0, 0, 0, 0, 0);
 
 TEST(LinkChannel, CablesSpeedsAndFaultsActOnTheTrafficBetweenTheHalves) {
   const Row rows[] = {
@@ -76,33 +81,12 @@ TEST(LinkChannel, CablesSpeedsAndFaultsActOnTheTrafficBetweenTheHalves) {
       {"a camera of any speed", true, {}, 0, kNone, kNone, true, Arrives::Echo},
       {"an offered speed", true, {3125, 6250}, 6250, kNone, kNone, true, Arrives::Echo},
       {"a speed not offered", true, {3125, 6250}, 5000, kNone, kNone, false, Arrives::Nothing},
-      {"the port drops", true, {}, 0, Faults(1000, 0, 0, 0), kNone, true, Arrives::Nothing},
-      {"the camera corrupts", true, {}, 0, kNone, Faults(0, 1000, 0, 0), true, Arrives::OneBitOff},
-      {"the port comes first",
-       true,
-       {},
-       0,
-       Faults(0, 1000, 0, 0),
-       Faults(1000, 0, 0, 0),
-       true,
-       Arrives::OneBitOff},
-      {"the camera answers oddly",
-       true,
-       {},
-       0,
-       kNone,
-       Faults(0, 0, 1000, 0),
-       true,
-       Arrives::MarkerThenEcho},
-      {"the port delays", true, {}, 0, Faults(0, 0, 0, 1000), kNone, true, Arrives::Later},
-      {"the camera falls silent",
-       true,
-       {},
-       0,
-       kNone,
-       Faults(0, 0, 0, 0, 0),
-       true,
-       Arrives::Nothing},
+      {"the port drops", true, {}, 0, kDrop, kNone, true, Arrives::Nothing},
+      {"the camera corrupts", true, {}, 0, kNone, kCorrupt, true, Arrives::OneBitOff},
+      {"the port comes first", true, {}, 0, kCorrupt, kDrop, true, Arrives::OneBitOff},
+      {"the camera answers oddly", true, {}, 0, kNone, kOdd, true, Arrives::MarkerThenEcho},
+      {"the port delays", true, {}, 0, kDelay, kNone, true, Arrives::Later},
+      {"the camera falls silent", true, {}, 0, kNone, kSilent, true, Arrives::Nothing},
   };
   const Packet sent{0x12, 0x34, 0x56};
   for (const Row& row : rows) {
