@@ -1,13 +1,13 @@
 // Feature access by name over a camera object whose test port serves Aravis's fake camera, or a
 // small description of features that only go one way; the lines are read back through the
 // capturing dispatcher.
-#include <arv.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "tests/support/Descriptions.h"
 #include "tests/support/TestPort.h"
 #include "tests/unit/api/ApiTestBoard.h"
 #include "vesk_genicam/impl/ApiArguments.h"
@@ -16,24 +16,9 @@
 namespace vesk::test {
 namespace {
 
-std::string FakeCameraDescription() {
-  ArvFakeCamera* camera = arv_fake_camera_new("FEATURE-TEST");
-  size_t size = 0;
-  const char* xml = arv_fake_camera_get_genicam_xml(camera, &size);
-  std::string text(xml, size);
-  g_object_unref(camera);
-  return text;
-}
-
 // Features that go one way only, which the fake camera lacks. Registers are little-endian.
 std::string OneWayDescription() {
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="OneWay" VendorName="Vesk" StandardNameSpace="None"
-    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
-    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
-    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
-    xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Integer Name="Secret"><pValue>SecretReg</pValue></Integer>
+  return DescriptionWith(R"(<Integer Name="Secret"><pValue>SecretReg</pValue></Integer>
   <IntReg Name="SecretReg"><Address>0x10</Address><Length>4</Length><AccessMode>WO</AccessMode>
     <pPort>Device</pPort></IntReg>
   <Boolean Name="Arm"><pValue>ArmReg</pValue></Boolean>
@@ -51,10 +36,7 @@ std::string OneWayDescription() {
   <IntReg Name="FixedReg"><Address>0x1c</Address><Length>4</Length><AccessMode>RO</AccessMode>
     <pPort>Device</pPort></IntReg>
   <StringReg Name="Note"><Address>0x20</Address><Length>8</Length><AccessMode>WO</AccessMode>
-    <pPort>Device</pPort></StringReg>
-  <Port Name="Device"/>
-</RegisterDescription>
-)";
+    <pPort>Device</pPort></StringReg>)");
 }
 
 // Registers of the fake camera.

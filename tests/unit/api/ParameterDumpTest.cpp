@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "genapi/GenApi.h"
+#include "tests/support/Descriptions.h"
 #include "tests/support/TempDir.h"
 #include "tests/unit/api/ApiTestBoard.h"
 #include "vesk_genicam/impl/CameraInterface.h"
@@ -56,21 +57,6 @@ class FakeCameraPort : public TestPort {
  private:
   ArvFakeCamera* camera_;
 };
-
-// A camera description of these nodes and a port.
-std::string Description(const std::string& nodes) {
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="Empty" VendorName="Vesk" StandardNameSpace="None"
-    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
-    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
-    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
-    xmlns="http://www.genicam.org/GenApi/Version_1_1">
-)" + nodes +
-         R"(
-  <Port Name="Device"/>
-</RegisterDescription>
-)";
-}
 
 std::string Category(const std::string& name, const std::vector<std::string>& features) {
   std::string text = "<Category Name=\"" + name + "\">";
@@ -314,10 +300,11 @@ TEST_F(ParameterDump, AFeatureWhoseAccessCannotBeReadBecomesACommentAndTheSaveGo
   for (const std::string condition : {"pIsImplemented", "pIsAvailable", "pIsLocked"}) {
     SCOPED_TRACE(condition);
     TestPort gatedPort;
-    gatedPort.xml = Description(Category("Root", {"Before", "Gated", "After"}) +
-                                R"(<Integer Name="Before"><Value>1</Value></Integer>
+    gatedPort.xml =
+        DescriptionWith(Category("Root", {"Before", "Gated", "After"}) +
+                        R"(<Integer Name="Before"><Value>1</Value></Integer>
            <Integer Name="Gated"><)" +
-                                condition + ">Gate</" + condition + R"(><Value>5</Value></Integer>
+                        condition + ">Gate</" + condition + R"(><Value>5</Value></Integer>
            <Integer Name="After"><Value>2</Value></Integer>
            <IntReg Name="Gate"><Address>0x10</Address><Length>4</Length><AccessMode>RO</AccessMode>
              <pPort>Device</pPort><Cachable>NoCache</Cachable><Sign>Unsigned</Sign>
@@ -383,7 +370,7 @@ TEST_F(ParameterDump, AFeatureThatCannotBeReadBecomesACommentAndTheSaveGoesOn) {
 // Without features the dump is its head alone; without a map the GenICam handler ends the save.
 TEST_F(ParameterDump, AMapWithoutFeaturesGivesTheHeadAlone) {
   TestPort emptyPort;
-  emptyPort.xml = Description(R"(<Category Name="Root" NameSpace="Standard"/>)");
+  emptyPort.xml = DescriptionWith(R"(<Category Name="Root" NameSpace="Standard"/>)");
   CCameraInterface emptyCamera(&emptyPort, &controller);
   ASSERT_EQ(emptyCamera.ConnectCamera(), 0);
   ASSERT_EQ(
@@ -414,7 +401,7 @@ TEST_F(ParameterDump, CategoriesThatAreNoTreeFailTheSaveNamingTheCategory) {
   for (const auto& [nodes, named] : cases) {
     SCOPED_TRACE(nodes.substr(0, 120));
     TestPort treePort;
-    treePort.xml = Description(nodes);
+    treePort.xml = DescriptionWith(nodes);
     CCameraInterface treeCamera(&treePort, &controller);
     ASSERT_EQ(treeCamera.ConnectCamera(), 0);
     CapturedLog::Take();

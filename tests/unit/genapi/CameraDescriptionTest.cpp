@@ -1,6 +1,5 @@
 // The node map over camera descriptions that nobody here wrote: Aravis's fake camera and the
 // descriptions of real cameras, each served from zeroed memory.
-#include <arv.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,6 +13,7 @@
 
 #include "genapi/GenApi.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Descriptions.h"
 #include "tests/support/TempDir.h"
 #include "tests/unit/genapi/MemoryPort.h"
 #include "tests/unit/genapi/ProbeCamera.h"
@@ -29,15 +29,6 @@ using ::testing::HasSubstr;
 const char kFakeCamera[] = "AravisFakeCamera";
 // A row whose name ends so is the description of the rest of its name, pretty printed.
 const std::string kPrettyPrinted = "_PrettyPrinted";
-
-std::string FakeCameraXml() {
-  ArvFakeCamera* camera = arv_fake_camera_new("GENAPI-TEST");
-  size_t size = 0;
-  const char* xml = arv_fake_camera_get_genicam_xml(camera, &size);
-  std::string text(xml, size);
-  g_object_unref(camera);
-  return text;
-}
 
 // The text of each element that holds no other on lines of its own, indented, as pretty printers
 // lay it out: every name that a node refers to stands apart from its tags.
@@ -135,7 +126,7 @@ class CameraDescription : public ::testing::TestWithParam<std::string> {
         name.compare(name.size() - kPrettyPrinted.size(), name.npos, kPrettyPrinted) == 0;
     if (pretty) name.resize(name.size() - kPrettyPrinted.size());
     if (name == kFakeCamera) {
-      xml_ = FakeCameraXml();
+      xml_ = FakeCameraDescription();
     } else {
       const std::string path = std::string(VESK_GENICAM_XML_DIR) + "/" + name + ".xml";
       if (!std::filesystem::exists(path)) GTEST_SKIP() << "no camera description " << path;
@@ -344,7 +335,7 @@ INSTANTIATE_TEST_SUITE_P(Descriptions, CameraDescription,
 
 TEST(FakeCamera, AWriteToWidthReachesThePayloadSizeAndItsCallback) {
   CNodeMapRef map;
-  map._LoadXMLFromString(FakeCameraXml());
+  map._LoadXMLFromString(FakeCameraDescription());
   MemoryPort port;
   map._Connect(&port);
   CIntegerPtr payload = map._GetNode("PayloadSize");
@@ -359,7 +350,7 @@ TEST(FakeCamera, AWriteToWidthReachesThePayloadSizeAndItsCallback) {
 }
 
 TEST(MalformedDescription, IsRefusedAndTheParserIsHeardInTheLogOnly) {
-  const std::string xml = FakeCameraXml();
+  const std::string xml = FakeCameraDescription();
   CapturedLog::SetDefaultLevel(1);
   CapturedLog::SetAllLevels(1);
   CNodeMapRef map;
@@ -383,7 +374,7 @@ TEST(GLibLog, WarningsOfAravisGoToTheLibraryLoggerAtLevelFour) {
   CapturedLog::SetDefaultLevel(1);
   CapturedLog::SetAllLevels(1);
   CNodeMapRef map;
-  map._LoadXMLFromString(FakeCameraXml());
+  map._LoadXMLFromString(FakeCameraDescription());
   CapturedLog::Take();
   ::testing::internal::CaptureStderr();
   // Aravis logs in GLib's default domain.

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Descriptions.h"
 #include "tests/support/TempDir.h"
 #include "tests/unit/genapi/ProbeCamera.h"
 
@@ -82,16 +83,10 @@ TEST(NodeMapFactory, DescriptionsThatAreNoneAreRefused) {
 
 // A small description: the nodes given beside a port and a register for them to use.
 std::string SmallDescription(const std::string& nodes) {
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="Rows" VendorName="Vesk" StandardNameSpace="None"
-    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
-    MinorVersion="0" SubMinorVersion="0" xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root"><pFeature>Reg</pFeature></Category>
-  <Port Name="Device"/>
+  return DescriptionWith(R"(<Category Name="Root"><pFeature>Reg</pFeature></Category>
   <IntReg Name="Reg"><Address>0x10</Address><Length>4</Length><AccessMode>RW</AccessMode>
     <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>LittleEndian</Endianess></IntReg>
-)" + nodes +
-         "</RegisterDescription>";
+)" + nodes);
 }
 
 const char kValueOfItself[] = R"(<Integer Name="Loop"><pValue>Loop</pValue></Integer>)";
