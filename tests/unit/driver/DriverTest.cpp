@@ -2,15 +2,11 @@
 // table, ports and properties, events, the link profile file and the monitoring thread.
 #include "vesk_genicam/impl/Driver.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -309,16 +305,10 @@ TEST_F(DriverTest, TheLinkProfileHasTheSelectorThenLayoutThenSpeeds) {
   EXPECT_EQ(driver->RestoreLowLevelLinkProfile(path.data()), -1991);
   EXPECT_TRUE(controller->journal.empty()) << "restoring changes nothing";
 
-  const std::string fifo = dir.File("profile.fifo");
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  auto restore = std::async(std::launch::async, [&] {
-    return driver->RestoreLowLevelLinkProfile(const_cast<char*>(fifo.c_str()));
-  });
-  if (restore.wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
-    ADD_FAILURE() << "restoring from a FIFO waits for a writer";
-    ::close(::open(fifo.c_str(), O_WRONLY | O_NONBLOCK));
-  }
-  EXPECT_EQ(restore.get(), -1991);
+  EXPECT_EQ(ReadWithinBound(
+                dir.Fifo("profile.fifo"),
+                [&](std::string fifo) { return driver->RestoreLowLevelLinkProfile(fifo.data()); }),
+            -1991);
 
   std::string folder = dir.File("none/profile.txt");
   EXPECT_EQ(driver->StoreLowLevelLinkProfile(folder.data()), -1006);
