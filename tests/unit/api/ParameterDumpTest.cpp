@@ -82,20 +82,14 @@ class GermanNumbers : public std::numpunct<char> {
   std::string do_grouping() const override { return "\3"; }
 };
 
-// The application's global locale made German for the scope, as installed or as built here.
+// The application's global locale made German for the scope, whether the machine has one or not.
 class GermanLocale {
  public:
-  GermanLocale() : previous_(std::locale::global(German())) {}
+  GermanLocale()
+      : previous_(std::locale::global(std::locale(std::locale::classic(), new GermanNumbers))) {}
   ~GermanLocale() { std::locale::global(previous_); }
 
  private:
-  static std::locale German() {
-    try {
-      return std::locale("de_DE.UTF-8");
-    } catch (const std::runtime_error&) {
-      return std::locale(std::locale::classic(), new GermanNumbers);
-    }
-  }
   const std::locale previous_;
 };
 
