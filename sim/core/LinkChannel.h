@@ -79,6 +79,8 @@ class LinkChannel {
   void Delay(Packet packet, uint32_t delayMs);
   void DeliverLate();
 
+  // Lock order: receiverMutex_ before mutex_ and lateMutex_ (a receiver that sends takes them);
+  // mutex_ and lateMutex_ are never held together, nor while a device or receiver runs.
   mutable std::mutex mutex_;
   Cable cable_;
   std::shared_ptr<DeviceModel> device_;
