@@ -12,24 +12,30 @@
 
 namespace vesk::test {
 
+// A camera description of these nodes and a port "Device" for them.
+inline std::string DescriptionWith(const std::string& nodes) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?>
+<RegisterDescription ModelName="Rows" VendorName="Vesk" StandardNameSpace="None"
+    SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1"
+    MinorVersion="0" SubMinorVersion="0" ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e11"
+    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e12"
+    xmlns="http://www.genicam.org/GenApi/Version_1_1">
+)" + nodes +
+         R"(
+  <Port Name="Device"/>
+</RegisterDescription>
+)";
+}
+
 // A small camera description with a register, a command "AcquisitionStart" and a place where a
 // tool tip may go.
 inline std::string TestCameraDescription(const std::string& toolTip = "<ToolTip>Width</ToolTip>") {
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="TestCamera" VendorName="Vesk" ToolTip="Camera object test"
-    StandardNameSpace="None" SchemaMajorVersion="1" SchemaMinorVersion="1"
-    SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0" SubMinorVersion="0"
-    ProductGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e01"
-    VersionGuid="0c51e0a8-51d6-4a4b-8f1e-2b7d5a0c9e02"
-    xmlns="http://www.genicam.org/GenApi/Version_1_1"
-    xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">
-  <Category Name="Root" NameSpace="Standard">
+  return DescriptionWith(R"(<Category Name="Root" NameSpace="Standard">
     <pFeature>Width</pFeature>
     <pFeature>AcquisitionStart</pFeature>
   </Category>
   <Integer Name="Width" NameSpace="Standard">
-    )" + toolTip +
-         R"(
+    )" + toolTip + R"(
     <pValue>WidthReg</pValue>
   </Integer>
   <IntReg Name="WidthReg">
@@ -43,10 +49,7 @@ inline std::string TestCameraDescription(const std::string& toolTip = "<ToolTip>
   <IntReg Name="StartReg">
     <Address>0x104</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
     <Cachable>NoCache</Cachable>
-  </IntReg>
-  <Port Name="Device"/>
-</RegisterDescription>
-)";
+  </IntReg>)");
 }
 
 // A port over plain memory, serving a camera description from LoadXML. Every fact a driver or

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "genapi/GenApi.h"
+#include "tests/support/TestPort.h"
 #include "tests/unit/genapi/MemoryPort.h"
 
 namespace vesk::test {
@@ -16,15 +17,7 @@ namespace vesk::test {
 // the length and port that most of them share.
 inline const std::string& ProbeDescription() {
   static const std::string text = [] {
-    std::string xml = R"(<?xml version="1.0" encoding="UTF-8"?>
-<RegisterDescription ModelName="Probe" VendorName="Vesk" ToolTip="Node behaviour probe"
-    StandardNameSpace="None" SchemaMajorVersion="1" SchemaMinorVersion="1"
-    SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0" SubMinorVersion="0"
-    ProductGuid="7ba1f4c2-0d4e-4b2f-9a51-3c6a2f1e0b01"
-    VersionGuid="7ba1f4c2-0d4e-4b2f-9a51-3c6a2f1e0b02"
-    xmlns="http://www.genicam.org/GenApi/Version_1_1"
-    xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">
-  <Category Name="Root" NameSpace="Standard">
+    std::string xml = DescriptionWith(R"(<Category Name="Root" NameSpace="Standard">
     <pFeature>Values</pFeature><pFeature>Access</pFeature>
   </Category>
   <Category Name="Values">
@@ -125,10 +118,7 @@ inline const std::string& ProbeDescription() {
   <IntReg Name="SelectorReg"><Address>0x040</Address><AccessMode>RW</AccessMode>@</IntReg>
   <IntReg Name="Selected"><Address>0x050</Address><pIndex Offset="4">Selector</pIndex>
     <AccessMode>RW</AccessMode>@</IntReg>
-
-  <Port Name="Device"/>
-</RegisterDescription>
-)";
+)");
     for (size_t at = xml.find('@'); at != xml.npos; at = xml.find('@', at)) {
       xml.replace(at, 1, "<Length>4</Length><pPort>Device</pPort>");
     }
