@@ -305,10 +305,10 @@ TEST_F(DriverTest, TheLinkProfileHasTheSelectorThenLayoutThenSpeeds) {
   EXPECT_EQ(driver->RestoreLowLevelLinkProfile(path.data()), -1991);
   EXPECT_TRUE(controller->journal.empty()) << "restoring changes nothing";
 
-  EXPECT_EQ(ReadWithinBound(
-                dir.Fifo("profile.fifo"),
-                [&](std::string fifo) { return driver->RestoreLowLevelLinkProfile(fifo.data()); }),
-            -1991);
+  const auto restore = [&](std::string file) {
+    return driver->RestoreLowLevelLinkProfile(&file[0]);
+  };
+  EXPECT_EQ(ReadWithinBound(dir.Fifo("profile.fifo"), restore), -1991);
 
   std::string folder = dir.File("none/profile.txt");
   EXPECT_EQ(driver->StoreLowLevelLinkProfile(folder.data()), -1006);

@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 
+#include "tests/support/TempDir.h"
 #include "vesk_genicam/impl/Utility.h"
 #include "vesk_genicam/impl/vesk_genicam.h"
 
@@ -42,10 +41,8 @@ TEST(ErrorTable, RowsInTheirOrderEachCodeAnsweredByItsFirstRow) {
 // The named codes as the header declares them; read as text, since an enumeration cannot be
 // walked.
 std::map<int, std::string> NamedCodes() {
-  std::ifstream header(VESK_SOURCE_DIR "/vesk_genicam/impl/vesk_genicam_codes.h");
-  std::stringstream text;
-  text << header.rdbuf();
-  const std::string source = text.str();
+  const std::string source =
+      vesk::test::ReadText(VESK_SOURCE_DIR "/vesk_genicam/impl/vesk_genicam_codes.h");
   const std::regex enumerator(R"((MLO_\w+) = (-?\d+),?)");
   std::map<int, std::string> names;
   for (std::sregex_iterator it(source.begin(), source.end(), enumerator), end; it != end; ++it) {

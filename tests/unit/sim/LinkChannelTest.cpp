@@ -34,10 +34,7 @@ class Received {
     packets_.push_back(packet);
     changed_.notify_all();
   }
-  std::vector<Packet> Now() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return packets_;
-  }
+  // What arrived once there are count packets, or by the bound.
   std::vector<Packet> Await(size_t count) {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait_for(lock, 10s, [&] { return packets_.size() >= count; });
@@ -103,7 +100,7 @@ TEST(LinkChannel, CablesSpeedsAndFaultsActOnTheTrafficBetweenTheHalves) {
 
     EXPECT_EQ(channel.Locked(), row.reaches);
     EXPECT_EQ(channel.ToCamera(sent), row.reaches);
-    std::vector<Packet> packets = received.Now();
+    std::vector<Packet> packets = received.Await(0);
     switch (row.arrives) {
       case Arrives::Nothing:
         EXPECT_TRUE(packets.empty());
