@@ -47,6 +47,9 @@ bool LinkChannel::Locked() const {
 
 bool LinkChannel::LockedHeld() const {
   if (!cable_.camera) return false;
+  if (const std::shared_ptr<LinkState> links = cable_.camera->Links()) {
+    return links->Runs(cable_.link, speed_);
+  }
   const std::vector<uint32_t>& speeds = cable_.camera->spec.speeds;
   return speeds.empty() || std::find(speeds.begin(), speeds.end(), speed_) != speeds.end();
 }

@@ -49,7 +49,8 @@ class LinkChannel {
   // The rate the board drives the link at (Mbit/s, or baud on a serial link); 0 until set.
   void SetSpeed(uint32_t speed);
   uint32_t Speed() const;
-  // A cable is in and its camera offers the speed; a camera that lists no speeds takes any.
+  // A cable is in and its camera's link runs at the speed: before its transport changed the
+  // link (its LinkState), at any speed the camera offers; a camera that lists no speeds takes any.
   bool Locked() const;
 
   // The port's faults; the camera's are its CameraUnit's.

@@ -50,6 +50,8 @@ struct RigCamera {
   std::vector<uint32_t> speeds;  // what the links lock at; empty for any
   uint32_t defaultSpeed = 0;
   unsigned defaultLinks = 0;
+  uint32_t cxpRevision = 0x20000;     // 0x10000, 0x10001 or 0x20000: CoaXPress 1.0, 1.1, 2.0
+  uint32_t controlPacketSize = 1024;  // the largest control payload, bytes
   FaultSettings faults;
   int line = 0;
 };

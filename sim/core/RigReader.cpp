@@ -318,9 +318,9 @@ class Parser {
   }
 
   RigCamera ReadCamera(const Node* node, const Rig& rig) {
-    CheckAttributes(
-        node, {"id", "model", "xmlFile", "vendor", "modelName", "serial", "version", "userName",
-               "xml", "endianness", "speeds", "defaultSpeed", "defaultLinks"});
+    CheckAttributes(node, {"id", "model", "xmlFile", "vendor", "modelName", "serial", "version",
+                           "userName", "xml", "endianness", "speeds", "defaultSpeed",
+                           "defaultLinks", "cxpRevision", "controlPacketSize"});
     RigCamera camera;
     camera.line = LineOf(node->name());
     camera.id = Required(node, "id");
@@ -350,6 +350,10 @@ class Parser {
     camera.endianness =
         Choice(node, "endianness", {"big", "little"}) == 1 ? Endianness::Little : Endianness::Big;
     ReadSpeeds(node, camera);
+    constexpr uint32_t kRevisions[] = {0x20000, 0x10001, 0x10000};
+    camera.cxpRevision = kRevisions[Choice(node, "cxpRevision", {"2.0", "1.1", "1.0"})];
+    camera.controlPacketSize =
+        static_cast<uint32_t>(Number(node, "controlPacketSize", 1024, 128, 0xFFFFFF));
     for (const Node* child : Children(node)) {
       const std::string name = NameOf(child);
       if (name == "link") {

@@ -24,7 +24,7 @@ TEST(RigReader, ReadsBoardsCamerasLinksAndFaults) {
       <faults port="3" seed="9" drop="5" silentAfter="12"/>
     </board>
     <camera id="a" vendor="V" modelName="M" xml="zipped" endianness="little"
-            speeds="1250 6250 3125" defaultLinks="1">
+            speeds="1250 6250 3125" defaultLinks="1" cxpRevision="1.1" controlPacketSize="256">
       <link board="0" port="2"/>
       <link/>
       <faults corrupt="7" delay="3" delayMs="40"/>
@@ -46,6 +46,8 @@ TEST(RigReader, ReadsBoardsCamerasLinksAndFaults) {
   EXPECT_THAT(camera.speeds, ElementsAre(1250u, 6250u, 3125u));
   EXPECT_EQ(camera.defaultSpeed, 6250u);  // the fastest unless told
   EXPECT_EQ(camera.defaultLinks, 1u);
+  EXPECT_EQ(std::tie(camera.cxpRevision, camera.controlPacketSize),
+            std::make_tuple(0x10001u, 256u));
   ASSERT_EQ(camera.links.size(), 2u);
   EXPECT_EQ(std::tie(camera.links[0].board, camera.links[0].port), std::make_tuple(0, 2u));
   EXPECT_EQ(camera.links[1].board, -1);
@@ -89,6 +91,8 @@ TEST(RigReader, BadRigsAreRefusedWithTheirReason) {
        "bench.xml:2: <camera id=\"a\">: id used before, on line 1"},
       {"<rig><camera id='a' speeds='1250 3125' defaultSpeed='6250'><link/></camera></rig>",
        "defaultSpeed 6250 is not among the speeds"},
+      {"<rig><camera id='a' cxpRevision='3.0'><link/></camera></rig>",
+       "<camera id=\"a\">: attribute 'cxpRevision'"},
       {"<rig><camera id='a' xml='gzip'><link/></camera></rig>",
        "attribute 'xml': 'gzip' is not 'plain' or 'zipped'"},
       // A link needs a board and a free port that exist.

@@ -1,0 +1,298 @@
+#include "sim/device/cxp/CxpBootstrap.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "sim/device/cxp/CxpStatus.h"
+
+namespace vesk::sim {
+
+namespace {
+
+constexpr uint32_t kMagic = 0xC0A79AE5;
+constexpr uint32_t kRevision11 = 0x10001;
+constexpr uint32_t kRevision20 = 0x20000;
+
+constexpr uint32_t kManifestSelector = 0x000C;
+constexpr uint32_t kConnectionReset = 0x4000;
+constexpr uint32_t kDeviceConnectionId = 0x4004;
+constexpr uint32_t kMasterHostConnectionId = 0x4008;
+constexpr uint32_t kConnectionConfig = 0x4014;
+constexpr uint32_t kVersionUsed = 0x4048;
+constexpr uint32_t kXmlLocation = 0x6000;  // the first address a manufacturer may use
+
+// Connection configuration: link count in the high half, the code of the speed in the low one.
+struct SpeedCode {
+  uint32_t code;
+  uint32_t speed;
+};
+constexpr SpeedCode kSpeedCodes[] = {{0x28, 1250}, {0x30, 2500},  {0x38, 3125}, {0x40, 5000},
+                                     {0x48, 6250}, {0x50, 10000}, {0x58, 12500}};
+
+uint32_t SpeedOf(uint32_t config) {
+  for (const SpeedCode& entry : kSpeedCodes) {
+    if (entry.code == (config & 0xFFFF)) return entry.speed;
+  }
+  return 0;
+}
+
+uint32_t ConfigOf(uint32_t speed, uint32_t links) {
+  for (const SpeedCode& entry : kSpeedCodes) {
+    if (entry.speed == speed) return links << 16 | entry.code;
+  }
+  return links << 16 | 0x38;  // a camera that takes any speed defaults to CXP-3
+}
+
+std::vector<uint8_t> BigEndian(uint32_t value) {
+  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
+          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+}
+
+uint32_t WordOf(const uint8_t* bytes) {
+  return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+// The bit of a version in VersionsSupported.
+uint32_t VersionBit(uint32_t version) {
+  switch (version) {
+    case 0x10000:
+      return 1;
+    case kRevision11:
+      return 2;
+    case kRevision20:
+      return 4;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+CxpBootstrap::CxpBootstrap(const RigCamera& spec, Camera& camera)
+    : spec_(spec),
+      camera_(camera),
+      revision_(spec.cxpRevision),
+      packetSize_(spec.controlPacketSize),
+      defaultConfig_(ConfigOf(spec.defaultSpeed, spec.defaultLinks
+                                                     ? spec.defaultLinks
+                                                     : static_cast<uint32_t>(spec.links.size()))) {
+  AddWord(0x0000, false, kMagic);
+  AddWord(0x0004, false, revision_);
+  AddXmlManifest();
+  AddIdentity();
+  AddLinkRegisters();
+  std::sort(registers_.begin(), registers_.end(),
+            [](const Register& a, const Register& b) { return a.address < b.address; });
+}
+
+void CxpBootstrap::AddRegister(uint32_t address, uint32_t size, bool writable,
+                               std::vector<uint8_t> value) {
+  value.resize(size);
+  registers_.push_back({address, size, writable});
+  values_[address] = std::move(value);
+}
+
+void CxpBootstrap::AddWord(uint32_t address, bool writable, uint32_t value) {
+  AddRegister(address, 4, writable, BigEndian(value));
+}
+
+void CxpBootstrap::AddText(uint32_t address, uint32_t size, bool writable,
+                           const std::string& text) {
+  // Strings end with a zero byte within their register.
+  AddRegister(
+      address, size, writable,
+      std::vector<uint8_t>(text.begin(), text.begin() + std::min<size_t>(text.size(), size - 1)));
+}
+
+void CxpBootstrap::AddXmlManifest() {
+  char location[96];
+  std::snprintf(location, sizeof location, "Local:%s;%llX;%zX", camera_.XmlFileName().c_str(),
+                static_cast<unsigned long long>(camera_.XmlAddress()), camera_.XmlFile().size());
+  AddWord(0x0008, false, 1);  // one manifest entry
+  AddWord(kManifestSelector, true, 0);
+  AddWord(0x0010, false, 0x00010000);  // XML version 1.0.0
+  AddWord(0x0014, false, 0x00010100);  // schema version 1.1.0
+  AddWord(0x0018, false, kXmlLocation);
+  AddWord(0x001C, false, 0);  // no IIDC2 registers
+  AddText(kXmlLocation, kEnd - kXmlLocation, false, location);
+}
+
+void CxpBootstrap::AddIdentity() {
+  const CameraIdentity& identity = camera_.Identity();
+  AddText(0x2000, 32, false, identity.vendor);
+  AddText(0x2020, 32, false, identity.model);
+  AddText(0x2040, 48, false, "simulated CoaXPress camera");
+  AddText(0x2070, 32, false, identity.version);
+  // CoaXPress 2.0 gave up the firmware version.
+  if (revision_ < kRevision20) AddText(0x2090, 32, false, identity.version);
+  AddText(0x20B0, 16, false, identity.serial);
+  AddText(0x20C0, 16, true, identity.userName);
+  const char* addressed[] = {
+      "Width",           "Height",      "AcquisitionMode",   "AcquisitionStart",
+      "AcquisitionStop", "PixelFormat", "DeviceTapGeometry", "Image1StreamID"};
+  uint32_t address = 0x3000;
+  for (const char* name : addressed) {
+    AddWord(address, false, FeatureAddress(name));
+    address += 4;
+  }
+}
+
+void CxpBootstrap::AddLinkRegisters() {
+  AddWord(kConnectionReset, true, 0);
+  AddWord(kDeviceConnectionId, false, 0);  // read per link
+  AddWord(kMasterHostConnectionId, true, 0);
+  AddWord(0x400C, false, packetSize_);
+  AddWord(0x4010, true, 0x2000);  // stream packet size
+  AddWord(kConnectionConfig, true, defaultConfig_);
+  AddWord(0x4018, false, defaultConfig_);
+  AddWord(0x401C, true, 0);          // test mode
+  AddWord(0x4020, true, 0);          // test error count selector
+  AddWord(0x4024, true, 0);          // test error count
+  AddRegister(0x4028, 8, true, {});  // test packet count sent
+  AddRegister(0x4030, 8, true, {});  // test packet count received
+  if (revision_ < kRevision11) return;
+  AddWord(0x403C, false, 0);                                 // high speed uplink
+  AddWord(0x4044, false, (VersionBit(revision_) << 1) - 1);  // this version and all before
+  AddWord(kVersionUsed, true, kRevision11);
+}
+
+uint32_t CxpBootstrap::FeatureAddress(const char* name) const {
+  for (const Feature& feature : camera_.Features()) {
+    if (feature.name == name) return static_cast<uint32_t>(feature.address);
+  }
+  return 0;
+}
+
+bool CxpBootstrap::Runs(unsigned link, uint32_t speed) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!configured_) {
+    return spec_.speeds.empty() ||
+           std::find(spec_.speeds.begin(), spec_.speeds.end(), speed) != spec_.speeds.end();
+  }
+  const uint32_t config = WordOf(values_.at(kConnectionConfig).data());
+  return link < (config >> 16) && speed == SpeedOf(config);
+}
+
+uint8_t CxpBootstrap::Read(unsigned link, uint32_t address, uint8_t* bytes, size_t length) {
+  const uint64_t end = uint64_t{address} + length;
+  if (address >= kEnd) {
+    return camera_.Read(address, bytes, length) ? cxp::kFinalWithPayload : cxp::kInvalidAddress;
+  }
+  if (end > kEnd) return cxp::kInvalidAddress;
+  std::lock_guard<std::mutex> lock(mutex_);
+  return ReadRegisters(link, address, bytes, length);
+}
+
+uint8_t CxpBootstrap::ReadRegisters(unsigned link, uint32_t address, uint8_t* bytes,
+                                    size_t length) const {
+  uint64_t at = address;
+  const uint64_t end = at + length;
+  for (const Register& reg : registers_) {
+    if (reg.address + reg.size <= at) continue;
+    if (reg.address > at) return cxp::kInvalidAddress;  // a gap
+    const std::vector<uint8_t> value =
+        reg.address == kDeviceConnectionId ? BigEndian(link) : values_.at(reg.address);
+    const uint64_t stop = std::min<uint64_t>(end, reg.address + reg.size);
+    std::copy(value.begin() + static_cast<ptrdiff_t>(at - reg.address),
+              value.begin() + static_cast<ptrdiff_t>(stop - reg.address), bytes + (at - address));
+    at = stop;
+    if (at == end) return cxp::kFinalWithPayload;
+  }
+  return cxp::kInvalidAddress;
+}
+
+CxpWriteResult CxpBootstrap::Write(unsigned link, uint32_t address, const uint8_t* bytes,
+                                   size_t length) {
+  const uint64_t end = uint64_t{address} + length;
+  if (address >= kEnd) {
+    if (camera_.Write(address, bytes, length)) return {cxp::kFinal};
+    const bool inXml =
+        end > camera_.XmlAddress() && address < camera_.XmlAddress() + camera_.XmlFile().size();
+    return {inXml ? cxp::kReadOnly : cxp::kInvalidAddress};
+  }
+  if (end > kEnd) return {cxp::kInvalidAddress};
+  std::lock_guard<std::mutex> lock(mutex_);
+  return WriteRegisters(link, address, bytes, length);
+}
+
+CxpWriteResult CxpBootstrap::WriteRegisters(unsigned link, uint32_t address, const uint8_t* bytes,
+                                            size_t length) {
+  const uint64_t end = uint64_t{address} + length;
+  std::vector<const Register*> touched;
+  uint64_t at = address;
+  for (const Register& reg : registers_) {
+    if (reg.address + reg.size <= at) continue;
+    if (reg.address > at) return {cxp::kInvalidAddress};
+    touched.push_back(&reg);
+    at = std::min<uint64_t>(end, reg.address + reg.size);
+    if (at == end) break;
+  }
+  if (at != end) return {cxp::kInvalidAddress};
+  CxpWriteResult result{cxp::kFinal};
+  for (const Register* reg : touched) {
+    if (!reg->writable) return {cxp::kReadOnly};
+    const bool whole = reg->address >= address && reg->address + reg->size <= end;
+    if (!whole && reg->size == 4) return {cxp::kInvalidData};  // a part of a word means nothing
+    const uint32_t value = reg->size == 4 ? WordOf(bytes + (reg->address - address)) : 0;
+    const uint8_t status = CheckSpecial(link, reg->address, value, result);
+    if (status != cxp::kFinal) return {status};
+  }
+  for (const Register* reg : touched) {
+    // The connection configuration changes once acknowledged, in Configure.
+    if (reg->address == kConnectionConfig) continue;
+    const uint64_t from = std::max<uint64_t>(address, reg->address);
+    const uint64_t to = std::min<uint64_t>(end, reg->address + reg->size);
+    std::copy(bytes + (from - address), bytes + (to - address),
+              values_[reg->address].begin() + static_cast<ptrdiff_t>(from - reg->address));
+  }
+  if (!result.acknowledged) ResetConnection();
+  return result;
+}
+
+uint8_t CxpBootstrap::CheckSpecial(unsigned link, uint32_t address, uint32_t value,
+                                   CxpWriteResult& result) {
+  switch (address) {
+    case kConnectionReset:
+      if (value != 1) return cxp::kInvalidData;
+      result.acknowledged = false;
+      return cxp::kFinal;
+    case kMasterHostConnectionId:
+      // Extensions carry what the master was told.
+      return link == 0 ? cxp::kFinal : cxp::kReadOnly;
+    case kConnectionConfig:
+      if (!CanRun(value)) return cxp::kInvalidData;
+      result.config = value;
+      return cxp::kFinal;
+    case kVersionUsed:
+      return VersionBit(value) && VersionBit(value) <= VersionBit(revision_) ? cxp::kFinal
+                                                                             : cxp::kInvalidData;
+    case kManifestSelector:
+      return value == 0 ? cxp::kFinal : cxp::kInvalidData;
+    default:
+      return cxp::kFinal;
+  }
+}
+
+bool CxpBootstrap::CanRun(uint32_t config) const {
+  const uint32_t speed = SpeedOf(config);
+  const uint32_t links = config >> 16;
+  const bool offered = spec_.speeds.empty() || std::find(spec_.speeds.begin(), spec_.speeds.end(),
+                                                         speed) != spec_.speeds.end();
+  return speed != 0 && offered && links >= 1 && links <= spec_.links.size();
+}
+
+void CxpBootstrap::Configure(uint32_t config) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  values_[kConnectionConfig] = BigEndian(config);
+  configured_ = true;
+}
+
+void CxpBootstrap::ResetConnection() {
+  values_[kConnectionReset] = BigEndian(0);
+  values_[kMasterHostConnectionId] = BigEndian(0);
+  values_[kConnectionConfig] = BigEndian(defaultConfig_);
+  if (values_.count(kVersionUsed)) values_[kVersionUsed] = BigEndian(kRevision11);
+  configured_ = false;
+}
+
+}  // namespace vesk::sim
