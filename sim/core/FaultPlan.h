@@ -9,7 +9,25 @@
 
 namespace vesk::sim {
 
-enum class Fault { None, Drop, Corrupt, Odd, Delay, Silent };
+// Drop, Corrupt, Delay, Silent and Burst act on the wire; the rest ask the device model for an odd
+// answer of its protocol (Odd: one of its own choosing).
+enum class Fault {
+  None,
+  Drop,
+  Corrupt,
+  Odd,
+  Delay,
+  Silent,
+  Wait,
+  Tentative,
+  Unknown,
+  BadCrc,
+  Error,
+  Burst
+};
+
+// The chances of all faults together, per thousand answers: 1000 at most.
+uint64_t ChancesPerMille(const FaultSettings& settings);
 
 // The faults of one camera or port as a repeatable sequence: the same settings give the same
 // decisions in the same order. Transport models ask once per answer. Safe from several threads,

@@ -84,7 +84,8 @@ void LinkChannel::ToBoard(const Packet& packet) {
   const Fault portFault = faults_.Next();
   const Fault cameraFault = camera->faults.Next();
   FaultPlan& plan = portFault != Fault::None ? faults_ : camera->faults;
-  switch (portFault != Fault::None ? portFault : cameraFault) {
+  const Fault fault = portFault != Fault::None ? portFault : cameraFault;
+  switch (fault) {
     case Fault::None:
       Deliver(packet);
       return;
@@ -100,16 +101,36 @@ void LinkChannel::ToBoard(const Packet& packet) {
       Deliver(corrupted);
       return;
     }
-    case Fault::Odd:
-      for (const Packet& odd : device ? device->Oddly(packet) : std::vector<Packet>{packet}) {
-        Deliver(odd);
-      }
-      return;
     case Fault::Delay:
       Delay(packet, plan.Settings().delayMs);
       return;
+    case Fault::Burst:
+      AddLineErrors(plan.Settings().burstErrors);
+      return;
+    case Fault::Odd:
+    case Fault::Wait:
+    case Fault::Tentative:
+    case Fault::Unknown:
+    case Fault::BadCrc:
+    case Fault::Error:
+      Send(device ? device->Oddly(packet, fault, plan) : std::vector<LatePacket>{{0, packet}});
+      return;
   }
 }
+
+void LinkChannel::Send(const std::vector<LatePacket>& packets) {
+  for (const LatePacket& late : packets) {
+    if (late.delayMs == 0) {
+      Deliver(late.packet);
+    } else {
+      Delay(late.packet, late.delayMs);
+    }
+  }
+}
+
+void LinkChannel::AddLineErrors(uint32_t count) { lineErrors_ += count; }
+
+uint64_t LinkChannel::LineErrors() const { return lineErrors_.load(); }
 
 void LinkChannel::Deliver(const Packet& packet) {
   std::lock_guard<std::recursive_mutex> lock(receiverMutex_);

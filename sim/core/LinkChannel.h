@@ -66,8 +66,12 @@ class LinkChannel {
   // ---- The device's half ----
   // An answer of the camera. One draw of the port's faults and one of the camera's decide, the
   // port's first: it arrives, or is dropped, corrupted in one bit, made odd by the device model,
-  // delayed, or silenced.
+  // delayed, silenced, or lost in a burst of line errors.
   void ToBoard(const Packet& packet);
+
+  // Line errors that faults raised on this link; the firmware counts them with its own.
+  void AddLineErrors(uint32_t count);
+  uint64_t LineErrors() const;
 
   PortCounters Counters() const;
   void ResetCounters();
@@ -78,6 +82,7 @@ class LinkChannel {
   bool LockedHeld() const;
   void Deliver(const Packet& packet);
   void Delay(Packet packet, uint32_t delayMs);
+  void Send(const std::vector<LatePacket>& packets);
   void DeliverLate();
 
   // Lock order: receiverMutex_ before mutex_ and lateMutex_ (a receiver that sends takes them);
@@ -89,6 +94,7 @@ class LinkChannel {
   FaultPlan faults_;
   std::atomic<uint64_t> toCamera_{0};
   std::atomic<uint64_t> fromCamera_{0};
+  std::atomic<uint64_t> lineErrors_{0};
 
   // Held while a receiver runs, so that replacing it waits; recursive, as a receiver may send
   // and so be answered on its own thread.

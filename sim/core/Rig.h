@@ -20,6 +20,15 @@ struct FaultSettings {
   uint32_t delayPerMille = 0;
   uint32_t delayMs = 0;
   int64_t silentAfter = -1;  // answers before falling silent; negative for never
+  // The protocol's own odd answers, made by the device model; a burst raises the link's line
+  // errors by burstErrors and loses the answer.
+  uint32_t waitPerMille = 0;
+  uint32_t tentativePerMille = 0;
+  uint32_t unknownPerMille = 0;
+  uint32_t badCrcPerMille = 0;
+  uint32_t errorPerMille = 0;
+  uint32_t burstPerMille = 0;
+  uint32_t burstErrors = 100;
 };
 
 struct RigBoard {

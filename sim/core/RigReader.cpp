@@ -16,6 +16,7 @@
 #include <sstream>
 
 #include "sim/core/DesignVariant.h"
+#include "sim/core/FaultPlan.h"
 
 namespace vesk::sim {
 
@@ -298,22 +299,31 @@ class Parser {
   }
 
   FaultSettings ReadFaults(const Node* node, bool withPort) const {
-    std::vector<const char*> allowed = {"seed",  "drop",    "corrupt",    "odd",
-                                        "delay", "delayMs", "silentAfter"};
+    std::vector<const char*> allowed = {
+        "seed", "drop",      "corrupt", "odd",    "delay", "delayMs", "silentAfter",
+        "wait", "tentative", "unknown", "badCrc", "error", "burst",   "burstErrors"};
     if (withPort) allowed.push_back("port");
     CheckAttributes(node, allowed);
     FaultSettings faults;
     faults.seed = static_cast<uint32_t>(Number(node, "seed", 0, 0, UINT32_MAX));
-    faults.dropPerMille = static_cast<uint32_t>(Number(node, "drop", 0, 0, 1000));
-    faults.corruptPerMille = static_cast<uint32_t>(Number(node, "corrupt", 0, 0, 1000));
-    faults.oddPerMille = static_cast<uint32_t>(Number(node, "odd", 0, 0, 1000));
-    faults.delayPerMille = static_cast<uint32_t>(Number(node, "delay", 0, 0, 1000));
+    const auto chance = [&](const char* name) {
+      return static_cast<uint32_t>(Number(node, name, 0, 0, 1000));
+    };
+    faults.dropPerMille = chance("drop");
+    faults.corruptPerMille = chance("corrupt");
+    faults.oddPerMille = chance("odd");
+    faults.delayPerMille = chance("delay");
+    faults.waitPerMille = chance("wait");
+    faults.tentativePerMille = chance("tentative");
+    faults.unknownPerMille = chance("unknown");
+    faults.badCrcPerMille = chance("badCrc");
+    faults.errorPerMille = chance("error");
+    faults.burstPerMille = chance("burst");
     faults.delayMs = static_cast<uint32_t>(Number(node, "delayMs", 0, 0, 60000));
+    faults.burstErrors = static_cast<uint32_t>(Number(node, "burstErrors", 100, 0, UINT32_MAX));
     faults.silentAfter = Number(node, "silentAfter", -1, -1, INT32_MAX);
-    if (faults.dropPerMille + faults.corruptPerMille + faults.oddPerMille + faults.delayPerMille >
-        1000) {
-      Fail(node, "drop, corrupt, odd and delay add up to more than 1000 per mille");
-    }
+    if (ChancesPerMille(faults) > 1000)
+      Fail(node, "the chances add up to more than 1000 per mille");
     return faults;
   }
 

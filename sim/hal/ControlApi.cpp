@@ -17,7 +17,7 @@ void CopyText(char (&to)[Size], const std::string& text) {
   std::snprintf(to, Size, "%s", text.c_str());
 }
 
-FaultSettings SettingsOf(const VSimFaults& faults) {
+FaultSettings SettingsOf(const VSimFaults& faults, const VSimProtocolFaults* protocol = nullptr) {
   FaultSettings settings;
   settings.seed = faults.seed;
   settings.dropPerMille = faults.dropPerMille;
@@ -26,13 +26,20 @@ FaultSettings SettingsOf(const VSimFaults& faults) {
   settings.delayPerMille = faults.delayPerMille;
   settings.delayMs = faults.delayMs;
   settings.silentAfter = faults.silentAfter;
+  if (protocol) {
+    settings.waitPerMille = protocol->waitPerMille;
+    settings.tentativePerMille = protocol->tentativePerMille;
+    settings.unknownPerMille = protocol->unknownPerMille;
+    settings.badCrcPerMille = protocol->badCrcPerMille;
+    settings.errorPerMille = protocol->errorPerMille;
+    settings.burstPerMille = protocol->burstPerMille;
+    settings.burstErrors = protocol->burstErrors;
+  }
   return settings;
 }
 
-bool Valid(const VSimFaults* faults) {
-  return faults && uint64_t{faults->dropPerMille} + faults->corruptPerMille + faults->oddPerMille +
-                           faults->delayPerMille <=
-                       1000;
+bool Valid(const VSimFaults* faults, const VSimProtocolFaults* protocol = nullptr) {
+  return faults && vesk::sim::ChancesPerMille(SettingsOf(*faults, protocol)) <= 1000;
 }
 
 template <class Action>
@@ -133,17 +140,35 @@ VSIM_EXPORT int VSimGetCable(int board, unsigned int port, int* camera, unsigned
 }
 
 VSIM_EXPORT int VSimSetCameraFaults(int camera, const VSimFaults* faults) {
-  if (!Valid(faults)) return VSIM_ERROR_INVALID_ARGUMENT;
-  std::shared_ptr<vesk::sim::CameraUnit> unit = Simulator::Get().CameraAt(camera);
-  if (!unit) return VSIM_ERROR_NO_SUCH_CAMERA;
-  unit->faults.Set(SettingsOf(*faults));
-  return 0;
+  return VSimSetCameraFaultsEx(camera, faults, nullptr);
 }
 
 VSIM_EXPORT int VSimSetPortFaults(int board, unsigned int port, const VSimFaults* faults) {
-  if (!Valid(faults)) return VSIM_ERROR_INVALID_ARGUMENT;
+  return VSimSetPortFaultsEx(board, port, faults, nullptr);
+}
+
+VSIM_EXPORT int VSimSetCameraFaultsEx(int camera, const VSimFaults* faults,
+                                      const VSimProtocolFaults* protocol) {
+  if (!Valid(faults, protocol)) return VSIM_ERROR_INVALID_ARGUMENT;
+  std::shared_ptr<vesk::sim::CameraUnit> unit = Simulator::Get().CameraAt(camera);
+  if (!unit) return VSIM_ERROR_NO_SUCH_CAMERA;
+  unit->faults.Set(SettingsOf(*faults, protocol));
+  return 0;
+}
+
+VSIM_EXPORT int VSimSetPortFaultsEx(int board, unsigned int port, const VSimFaults* faults,
+                                    const VSimProtocolFaults* protocol) {
+  if (!Valid(faults, protocol)) return VSIM_ERROR_INVALID_ARGUMENT;
   return WithPort(board, port, [&](vesk::sim::Port& found) {
-    found.Faults().Set(SettingsOf(*faults));
+    found.Faults().Set(SettingsOf(*faults, protocol));
+    return 0;
+  });
+}
+
+VSIM_EXPORT int VSimGetPortLineErrors(int board, unsigned int port, uint64_t* errors) {
+  if (!errors) return VSIM_ERROR_INVALID_ARGUMENT;
+  return WithPort(board, port, [&](vesk::sim::Port& found) {
+    *errors = found.LineErrors();
     return 0;
   });
 }

@@ -100,6 +100,27 @@ typedef struct VSimFaults {
 int VSimSetCameraFaults(int camera, const VSimFaults* faults);
 int VSimSetPortFaults(int board, unsigned int port, const VSimFaults* faults);
 
+/* Faults in the transport's own protocol, drawn after those of VSimFaults from the same number
+ * and with them 1000 per mille at most: a wait or tentative acknowledgement, then the answer
+ * after delayMs; an unknown status word, a bad CRC or an error status in place of the answer; a
+ * burst of burstErrors line errors on the link, which loses the answer. The Ex functions set both
+ * kinds at once (protocol may be null for none); the two above clear the protocol faults. */
+typedef struct VSimProtocolFaults {
+  uint32_t waitPerMille;
+  uint32_t tentativePerMille;
+  uint32_t unknownPerMille;
+  uint32_t badCrcPerMille;
+  uint32_t errorPerMille;
+  uint32_t burstPerMille;
+  uint32_t burstErrors;
+} VSimProtocolFaults;
+
+int VSimSetCameraFaultsEx(int camera, const VSimFaults* faults, const VSimProtocolFaults* protocol);
+int VSimSetPortFaultsEx(int board, unsigned int port, const VSimFaults* faults,
+                        const VSimProtocolFaults* protocol);
+/* The line errors that bursts raised on the port's link so far. */
+int VSimGetPortLineErrors(int board, unsigned int port, uint64_t* errors);
+
 /* ---- Counters ----
  * Queue counts are in the queue's units: bytes on a byte queue, words on a word queue. */
 typedef struct VSimBoardCounters {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "sim/core/FaultPlan.h"
 #include "sim/device/cxp/CxpCrc.h"
 #include "sim/device/cxp/CxpStatus.h"
 
@@ -122,6 +123,39 @@ void CxpDevice::Answer(const Command& command) {
 void CxpDevice::Acknowledge(const Command& command, uint8_t status,
                             const std::vector<uint8_t>& payload) {
   channel_.ToBoard(Acknowledgement(command.tag, status, payload));
+}
+
+std::vector<LatePacket> CxpDevice::Oddly(const Packet& answer, Fault fault, FaultPlan& plan) {
+  const std::optional<uint8_t> tag = answer.size() > 4 && answer[0] == kTaggedAcknowledgement
+                                         ? std::optional<uint8_t>(answer[4])
+                                         : std::nullopt;
+  const uint32_t delayMs = plan.Settings().delayMs;
+  if (fault == Fault::Odd) {
+    constexpr Fault kOdd[] = {Fault::Wait, Fault::Tentative, Fault::Unknown};
+    fault = kOdd[plan.Draw(3)];
+  }
+  switch (fault) {
+    case Fault::Wait: {
+      Packet delay;
+      PutWord(delay, delayMs);
+      return {{0, Acknowledgement(tag, cxp::kWait, delay)}, {delayMs, answer}};
+    }
+    case Fault::Tentative:
+      return {{0, Acknowledgement(tag, cxp::kTentative, {})}, {delayMs, answer}};
+    case Fault::Unknown:
+      // Between the codes of the answers and those of the errors, none of which means anything.
+      return {{0, Acknowledgement(tag, static_cast<uint8_t>(0x05 + plan.Draw(0x3B)), {})}};
+    case Fault::Error:
+      return {
+          {0, Acknowledgement(tag, static_cast<uint8_t>(cxp::kInvalidAddress + plan.Draw(7)), {})}};
+    case Fault::BadCrc: {
+      Packet spoiled = answer;
+      if (spoiled.size() >= 4) spoiled[spoiled.size() - 4 + plan.Draw(4)] ^= 1u << plan.Draw(8);
+      return {{0, spoiled}};
+    }
+    default:
+      return {{0, answer}};
+  }
 }
 
 std::shared_ptr<DeviceModel> MakeCxpDevice(const Cable& cable, LinkChannel& channel) {

@@ -17,6 +17,7 @@ class CxpDevice : public DeviceModel {
   CxpDevice(LinkChannel& channel, unsigned link, std::shared_ptr<CxpBootstrap> bootstrap);
 
   void FromBoard(const Packet& packet) override;
+  std::vector<LatePacket> Oddly(const Packet& answer, Fault fault, FaultPlan& plan) override;
 
  private:
   struct Command;

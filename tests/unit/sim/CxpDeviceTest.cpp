@@ -289,5 +289,80 @@ TEST(CxpDevice, ExtensionLinksTellTheirOwnIdAndTheMastersHostId) {
   EXPECT_EQ(rig.ports[2].AskOne(Write(0x4008, Word(0x0203))).status, 0x43);
 }
 
+FaultSettings Only(uint32_t FaultSettings::*chance) {
+  FaultSettings settings;
+  settings.seed = 11;
+  settings.delayMs = 30;
+  settings.burstErrors = 25;
+  settings.*chance = 1000;
+  return settings;
+}
+
+struct FaultRow {
+  const char* name;
+  FaultSettings faults;
+  std::vector<int> statuses;  // of what arrives, in order
+  int badCrcs;
+  uint64_t lineErrors;
+};
+
+TEST(CxpDevice, FaultsSpoilAnswersTheWayOfTheProtocol) {
+  FaultSettings silent;
+  silent.silentAfter = 0;
+  const FaultRow rows[] = {
+      {"wait, then the answer", Only(&FaultSettings::waitPerMille), {4, 0}, 0, 0},
+      {"tentative, then the answer", Only(&FaultSettings::tentativePerMille), {2, 0}, 0, 0},
+      {"late", Only(&FaultSettings::delayPerMille), {0}, 0, 0},
+      {"unknown status", Only(&FaultSettings::unknownPerMille), {0x10}, 0, 0},
+      {"error status", Only(&FaultSettings::errorPerMille), {0x40}, 0, 0},
+      {"bad CRC", Only(&FaultSettings::badCrcPerMille), {0}, 1, 0},
+      {"no answer", Only(&FaultSettings::dropPerMille), {}, 0, 0},
+      {"silent", silent, {}, 0, 0},
+      {"line error burst", Only(&FaultSettings::burstPerMille), {}, 0, 25},
+  };
+  for (const FaultRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    PluggedCamera rig({0x20000, {}, 1, {}});
+    rig.unit->faults.Set(row.faults);
+    Port& port = rig.ports[0];
+    port.channel.ToCamera(Read(0, 4, 5));
+    const std::vector<Ack> acks = port.Await(row.statuses.size());
+    std::vector<int> statuses;
+    int badCrcs = 0;
+    for (const Ack& ack : acks) {
+      // Unknown and error codes are drawn: classed by their range.
+      const bool unknown = ack.status > 4 && ack.status < 0x40;
+      statuses.push_back(unknown ? 0x10 : ack.status >= 0x40 ? ack.status & 0xF8 : ack.status);
+      badCrcs += !ack.crcGood;
+      EXPECT_EQ(ack.tag, 5);
+      if (ack.status == 4) EXPECT_EQ(ack.payload, Word(30));
+    }
+    EXPECT_EQ(statuses, row.statuses);
+    EXPECT_EQ(badCrcs, row.badCrcs);
+    EXPECT_EQ(port.channel.LineErrors(), row.lineErrors);
+  }
+}
+
+// The statuses of forty reads under a mix of faults.
+std::vector<int> Sequence(uint32_t seed) {
+  FaultSettings faults;
+  faults.seed = seed;
+  faults.unknownPerMille = faults.errorPerMille = faults.dropPerMille = 150;
+  faults.badCrcPerMille = faults.tentativePerMille = 150;
+  PluggedCamera rig({0x20000, {}, 1, {}});
+  rig.unit->faults.Set(faults);
+  std::vector<int> statuses;
+  for (int i = 0; i < 40; ++i) {
+    const std::vector<Ack> acks = rig.ports[0].Ask(Read(0, 4));
+    statuses.push_back(acks.empty() ? -1 : acks[0].status + (acks[0].crcGood ? 0 : 0x100));
+  }
+  return statuses;
+}
+
+TEST(CxpDevice, ASeedGivesTheSameFaultsEveryTime) {
+  EXPECT_EQ(Sequence(5), Sequence(5));
+  EXPECT_NE(Sequence(5), Sequence(6));
+}
+
 }  // namespace
 }  // namespace vesk::sim

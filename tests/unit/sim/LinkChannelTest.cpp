@@ -18,7 +18,9 @@ class EchoDevice : public DeviceModel {
  public:
   explicit EchoDevice(LinkChannel& channel) : channel_(channel) {}
   void FromBoard(const Packet& packet) override { channel_.ToBoard(packet); }
-  std::vector<Packet> Oddly(const Packet& answer) override { return {kMarker, answer}; }
+  std::vector<LatePacket> Oddly(const Packet& answer, Fault, FaultPlan&) override {
+    return {{0, kMarker}, {0, answer}};
+  }
 
   static inline const Packet kMarker{0xee};
 

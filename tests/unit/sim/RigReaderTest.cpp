@@ -27,7 +27,7 @@ TEST(RigReader, ReadsBoardsCamerasLinksAndFaults) {
             speeds="1250 6250 3125" defaultLinks="1" cxpRevision="1.1" controlPacketSize="256">
       <link board="0" port="2"/>
       <link/>
-      <faults corrupt="7" delay="3" delayMs="40"/>
+      <faults corrupt="7" delay="3" delayMs="40" wait="4" badCrc="2" burstErrors="9"/>
     </camera>
   </rig>)",
                                   "bench.xml");
@@ -54,6 +54,8 @@ TEST(RigReader, ReadsBoardsCamerasLinksAndFaults) {
   const FaultSettings& faults = camera.faults;
   EXPECT_EQ(std::tie(faults.corruptPerMille, faults.delayMs), std::make_tuple(7u, 40u));
   EXPECT_EQ(faults.silentAfter, -1);
+  EXPECT_EQ(std::tie(faults.waitPerMille, faults.badCrcPerMille, faults.burstErrors),
+            std::make_tuple(4u, 2u, 9u));
 }
 
 std::string Repeated(const std::string& text, size_t times) {
@@ -83,7 +85,9 @@ TEST(RigReader, BadRigsAreRefusedWithTheirReason) {
       {"<rig>" + board + "><faults port='4'/></board></rig>",
        "<faults port=\"4\">: attribute 'port': 4 is not in 0 .. 3"},
       {"<rig>" + board + "><faults port='0' drop='600' odd='500'/></board></rig>",
-       "drop, corrupt, odd and delay add up to more than 1000 per mille"},
+       "the chances add up to more than 1000 per mille"},
+      {"<rig><camera id='a'><link/>\n<faults wait='600' burst='401'/></camera></rig>",
+       "bench.xml:2: <faults>: the chances add up"},
       {"<rig><camera id='a'/></rig>", "<camera id=\"a\">: a camera has at least one"},
       {"<rig><camera id='a' model='nope'><link/></camera></rig>",
        "unknown model 'nope'; models are "},

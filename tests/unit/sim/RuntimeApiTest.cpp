@@ -320,6 +320,16 @@ TEST_F(RuntimeApi, ControlApiListsTheRigAndRejectsBadArguments) {
   EXPECT_EQ(VSimSetCameraFaults(0, &faults), 0);
   EXPECT_EQ(VSimSetPortFaults(0, 3, &faults), 0);
   EXPECT_EQ(VSimSetPortFaults(0, 4, &faults), VSIM_ERROR_NO_SUCH_PORT);
+  VSimProtocolFaults protocol{};
+  protocol.waitPerMille = 401;  // with the drops, one too many
+  EXPECT_EQ(VSimSetCameraFaultsEx(0, &faults, &protocol), VSIM_ERROR_INVALID_ARGUMENT);
+  protocol.waitPerMille = 400;
+  EXPECT_EQ(VSimSetCameraFaultsEx(0, &faults, &protocol), 0);
+  EXPECT_EQ(VSimSetPortFaultsEx(0, 3, &faults, &protocol), 0);
+  uint64_t lineErrors = 1;
+  EXPECT_EQ(VSimGetPortLineErrors(0, 3, &lineErrors), 0);
+  EXPECT_EQ(lineErrors, 0u);
+  EXPECT_EQ(VSimGetPortLineErrors(0, 3, nullptr), VSIM_ERROR_INVALID_ARGUMENT);
   VSimPortCounters port{};
   EXPECT_EQ(VSimGetPortCounters(0, 3, &port), 0);
   EXPECT_EQ(VSimGetPortCounters(0, 3, nullptr), VSIM_ERROR_INVALID_ARGUMENT);
