@@ -206,6 +206,8 @@ TEST(CxpDevice, AnswersBootstrapRequestsWithTheStandardsStatusCodes) {
       {"bad CRC", 0x20000, badCrc, 0x80, {}},
       {"connection reset", 0x20000, Write(0x4000, Word(1)), -1, {}},
       {"no command", 0x20000, Packet(12, 0x07), -1, {}},
+      {"a tag that is no tag", 0x20000, Packet{5, 5, 5, 5, 1, 2, 1, 1, 0, 0, 0, 0}, -1, {}},
+      {"nothing but a CRC", 0x20000, Packet{2, 2, 2, 2, 0xFF, 0xFF, 0xFF, 0xFF}, 0x46, {}},
   };
   for (const RequestRow& row : rows) {
     SCOPED_TRACE(row.name);
