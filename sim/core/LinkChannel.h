@@ -86,7 +86,8 @@ class LinkChannel {
   void DeliverLate();
 
   // Lock order: receiverMutex_ before mutex_ and lateMutex_ (a receiver that sends takes them);
-  // mutex_ and lateMutex_ are never held together, nor while a device or receiver runs.
+  // mutex_ and lateMutex_ are never held together, nor while a device or receiver runs. mutex_
+  // comes before the camera's link state (CameraUnit::Links, LinkState::Runs).
   mutable std::mutex mutex_;
   Cable cable_;
   std::shared_ptr<DeviceModel> device_;

@@ -52,6 +52,12 @@ uint32_t WordOf(const uint8_t* bytes) {
   return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
+uint32_t DefaultConfig(const RigCamera& spec) {
+  const auto links =
+      static_cast<uint32_t>(spec.defaultLinks ? spec.defaultLinks : spec.links.size());
+  return ConfigOf(spec.defaultSpeed, links);
+}
+
 // The bit of a version in VersionsSupported.
 uint32_t VersionBit(uint32_t version) {
   switch (version) {
@@ -73,9 +79,7 @@ CxpBootstrap::CxpBootstrap(const RigCamera& spec, Camera& camera)
       camera_(camera),
       revision_(spec.cxpRevision),
       packetSize_(spec.controlPacketSize),
-      defaultConfig_(ConfigOf(spec.defaultSpeed, spec.defaultLinks
-                                                     ? spec.defaultLinks
-                                                     : static_cast<uint32_t>(spec.links.size()))) {
+      defaultConfig_(DefaultConfig(spec)) {
   AddWord(0x0000, false, kMagic);
   AddWord(0x0004, false, revision_);
   AddXmlManifest();

@@ -16,7 +16,7 @@ namespace vesk::sim {
 
 // What a write did beyond storing its bytes.
 struct CxpWriteResult {
-  CxpWriteResult(uint8_t status) : status(status) {}  // NOLINT: a plain status converts
+  CxpWriteResult(uint8_t status) : status(status) {}  // implicit: most results are a status
 
   uint8_t status;
   bool acknowledged = true;        // a connection reset is not
