@@ -52,10 +52,10 @@ uint32_t WordOf(const uint8_t* bytes) {
   return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
-uint32_t DefaultConfig(const RigCamera& spec) {
-  const auto links =
-      static_cast<uint32_t>(spec.defaultLinks ? spec.defaultLinks : spec.links.size());
-  return ConfigOf(spec.defaultSpeed, links);
+uint32_t DefaultConfig(const RigCamera& described) {
+  const auto links = static_cast<uint32_t>(described.defaultLinks ? described.defaultLinks
+                                                                  : described.links.size());
+  return ConfigOf(described.defaultSpeed, links);
 }
 
 // The bit of a version in VersionsSupported.
@@ -74,12 +74,12 @@ uint32_t VersionBit(uint32_t version) {
 
 }  // namespace
 
-CxpBootstrap::CxpBootstrap(const RigCamera& spec, Camera& camera)
-    : spec_(spec),
+CxpBootstrap::CxpBootstrap(const RigCamera& described, Camera& camera)
+    : described_(described),
       camera_(camera),
-      revision_(spec.cxpRevision),
-      packetSize_(spec.controlPacketSize),
-      defaultConfig_(DefaultConfig(spec)) {
+      revision_(described.cxpRevision),
+      packetSize_(described.controlPacketSize),
+      defaultConfig_(DefaultConfig(described)) {
   AddWord(0x0000, false, kMagic);
   AddWord(0x0004, false, revision_);
   AddXmlManifest();
@@ -170,8 +170,9 @@ uint32_t CxpBootstrap::FeatureAddress(const char* name) const {
 bool CxpBootstrap::Runs(unsigned link, uint32_t speed) const {
   std::lock_guard<std::mutex> lock(mutex_);
   if (!configured_) {
-    return spec_.speeds.empty() ||
-           std::find(spec_.speeds.begin(), spec_.speeds.end(), speed) != spec_.speeds.end();
+    return described_.speeds.empty() ||
+           std::find(described_.speeds.begin(), described_.speeds.end(), speed) !=
+               described_.speeds.end();
   }
   const uint32_t config = WordOf(values_.at(kConnectionConfig).data());
   return link < (config >> 16) && speed == SpeedOf(config);
@@ -280,9 +281,10 @@ uint8_t CxpBootstrap::CheckSpecial(unsigned link, uint32_t address, uint32_t val
 bool CxpBootstrap::CanRun(uint32_t config) const {
   const uint32_t speed = SpeedOf(config);
   const uint32_t links = config >> 16;
-  const bool offered = spec_.speeds.empty() || std::find(spec_.speeds.begin(), spec_.speeds.end(),
-                                                         speed) != spec_.speeds.end();
-  return speed != 0 && offered && links >= 1 && links <= spec_.links.size();
+  const bool offered = described_.speeds.empty() ||
+                       std::find(described_.speeds.begin(), described_.speeds.end(), speed) !=
+                           described_.speeds.end();
+  return speed != 0 && offered && links >= 1 && links <= described_.links.size();
 }
 
 void CxpBootstrap::Configure(uint32_t config) {

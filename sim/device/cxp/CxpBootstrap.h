@@ -33,7 +33,7 @@ class CxpBootstrap : public LinkState {
   static constexpr uint32_t kEnd = 0x6100;
 
   // camera outlives the bootstrap.
-  CxpBootstrap(const RigCamera& spec, Camera& camera);
+  CxpBootstrap(const RigCamera& described, Camera& camera);
 
   bool Runs(unsigned link, uint32_t speed) const override;
 
@@ -69,7 +69,7 @@ class CxpBootstrap : public LinkState {
   bool CanRun(uint32_t config) const;
   void ResetConnection();
 
-  const RigCamera spec_;
+  const RigCamera described_;
   Camera& camera_;
   const uint32_t revision_;
   const uint32_t packetSize_;
