@@ -4,6 +4,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <thread>
 
@@ -32,6 +33,10 @@ struct ProtectRow {
   int depth;
   bool strangerUnprotects;
 };
+
+void PrintTo(const ProtectRow& row, std::ostream* os) {
+  *os << "depth " << row.depth << (row.strangerUnprotects ? ", stranger unprotects" : "");
+}
 
 class SysArchProtect : public testing::TestWithParam<ProtectRow> {};
 
