@@ -69,18 +69,25 @@ inline Bytes UdpFrame(const Mac& destinationMac, const Mac& sourceMac, uint32_t 
   return frame;
 }
 
-// Who has `targetIp`? asks `senderMac` at `senderIp`.
-inline Bytes ArpRequest(const Mac& senderMac, uint32_t senderIp, uint32_t targetIp) {
-  Bytes frame = EthernetHeader(kBroadcastMac, senderMac, 0x0806);
+// An ARP packet of `operation` (1 request, 2 reply) in its Ethernet frame; addresses in host
+// order.
+inline Bytes ArpFrame(uint16_t operation, const Mac& destinationMac, const Mac& senderMac,
+                      uint32_t senderIp, const Mac& targetMac, uint32_t targetIp) {
+  Bytes frame = EthernetHeader(destinationMac, senderMac, 0x0806);
   PutBe(frame, 1, 2);       // Ethernet
   PutBe(frame, 0x0800, 2);  // IPv4
   PutBe(frame, 0x0604, 2);  // address lengths
-  PutBe(frame, 1, 2);       // request
+  PutBe(frame, operation, 2);
   PutMac(frame, senderMac);
   PutBe(frame, senderIp, 4);
-  PutMac(frame, Mac{});
+  PutMac(frame, targetMac);
   PutBe(frame, targetIp, 4);
   return frame;
+}
+
+// Who has `targetIp`? asks `senderMac` at `senderIp`.
+inline Bytes ArpRequest(const Mac& senderMac, uint32_t senderIp, uint32_t targetIp) {
+  return ArpFrame(1, kBroadcastMac, senderMac, senderIp, Mac{}, targetIp);
 }
 
 }  // namespace vesk::test
