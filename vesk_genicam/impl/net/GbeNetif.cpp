@@ -23,7 +23,9 @@ err_t InitNetConn(netif* netif) {
   netif->name[1] = 'I';
   netif->mtu = kNetConnMtu;
   netif->hwaddr_len = ETH_HWADDR_LEN;
-  std::memcpy(netif->hwaddr, OwnerOf(netif)->GetMacSource(), ETH_HWADDR_LEN);
+  if (IGbeNetifOwner* owner = OwnerOf(netif)) {
+    std::memcpy(netif->hwaddr, owner->GetMacSource(), ETH_HWADDR_LEN);
+  }
   netif->flags = NETIF_FLAG_BROADCAST | NETIF_FLAG_LINK_UP | NETIF_FLAG_ETHARP;
   netif->output = SendIpFrame;
   netif->linkoutput = SendEthernetFrame;
