@@ -71,6 +71,10 @@ class LinkChannel {
   PortCounters Counters() const;
   void ResetCounters();
 
+  // Errors on the line that a fault raises in a burst; the firmware folds them into its counters.
+  void AddLineErrors(uint32_t count) { lineErrors_ += count; }
+  uint64_t LineErrors() const { return lineErrors_.load(); }
+
  private:
   using Clock = std::chrono::steady_clock;
 
@@ -88,6 +92,7 @@ class LinkChannel {
   FaultPlan faults_;
   std::atomic<uint64_t> toCamera_{0};
   std::atomic<uint64_t> fromCamera_{0};
+  std::atomic<uint64_t> lineErrors_{0};
 
   // Held while a receiver runs, so that replacing it waits; recursive, as a receiver may send
   // and so be answered on its own thread.

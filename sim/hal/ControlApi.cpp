@@ -148,6 +148,10 @@ VSIM_EXPORT int VSimSetPortFaults(int board, unsigned int port, const VSimFaults
   });
 }
 
+VSIM_EXPORT int VSimTripPower(int board, unsigned int port) {
+  return WithBoard(board, [&](Board& found) { return found.TripPower(port); });
+}
+
 VSIM_EXPORT int VSimGetBoardCounters(int board, VSimBoardCounters* counters) {
   if (!counters) return VSIM_ERROR_INVALID_ARGUMENT;
   return WithBoard(board, [&](Board& found) {
