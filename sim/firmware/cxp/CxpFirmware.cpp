@@ -66,7 +66,6 @@ class CxpFirmware : public FirmwareModel {
   std::vector<std::unique_ptr<CxpTransceiver>> transceivers_;
   std::vector<std::unique_ptr<CxpCommandFifo>> fifos_;
   std::vector<std::unique_ptr<CxpQueueChannel>> queues_;
-  std::atomic<uint64_t> discoveryIndex_{0};
   std::mutex syncMutex_;
   std::vector<unsigned> dataPathStates_;
 };
@@ -209,21 +208,26 @@ void CxpFirmware::InstallChannelRegisters() {
   });
 }
 
+// Characters outside the table in the low 24 bits, disparity errors above them, then lock and
+// the bit rate's done bit.
 uint64_t CxpFirmware::Status(unsigned port) {
   CxpTransceiver& transceiver = *transceivers_[port];
-  const uint64_t errors = transceiver.Errors() & kCounterMask;
+  const CxpTransceiver::ErrorCounts errors = transceiver.Errors();
   const bool ready = transceiver.Ready();
-  return errors | errors << kDisparityShift | uint64_t{transceiver.Locked()} << kStatusLockBit |
-         uint64_t{ready} << kStatusReadyBit;
+  return (errors.notInTable & kCounterMask) | (errors.disparity & kCounterMask) << kDisparityShift |
+         uint64_t{transceiver.Locked()} << kStatusLockBit | uint64_t{ready} << kStatusReadyBit;
 }
 
 void CxpFirmware::InstallTransceiverRegisters() {
   const uint64_t mask =
       CxpBoardGroupOf(board_.Spec().type) == CxpBoardGroup::Gen1 ? kGen1CounterMask : kCounterMask;
-  auto errors = [this, mask](unsigned port) { return transceivers_[port]->Errors() & mask; };
   InstallPerPort("CxpTransceiverStatus_", [this](unsigned port) { return Status(port); });
-  InstallPerPort("CxpTransceiverNotInTable_", errors);
-  InstallPerPort("CxpTransceiverDisparityError_", errors);
+  InstallPerPort("CxpTransceiverNotInTable_", [this, mask](unsigned port) {
+    return transceivers_[port]->Errors().notInTable & mask;
+  });
+  InstallPerPort("CxpTransceiverDisparityError_", [this, mask](unsigned port) {
+    return transceivers_[port]->Errors().disparity & mask;
+  });
   RegisterTable& registers = board_.Registers();
   for (unsigned port = 0; port < ports_; ++port) {
     CxpTransceiver& transceiver = *transceivers_[port];

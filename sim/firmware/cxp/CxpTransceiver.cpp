@@ -93,12 +93,12 @@ bool CxpTransceiver::Locked() const {
   return !InRxReset() && power_.Powered(port_) && channel_.Locked();
 }
 
-uint64_t CxpTransceiver::Errors() {
+CxpTransceiver::ErrorCounts CxpTransceiver::Errors() {
   const bool locked = Locked();
   const uint64_t lineErrors = channel_.LineErrors();
   std::lock_guard<std::mutex> lock(mutex_);
   if (!locked) errors_ += kErrorsPerRead;
-  return errors_ + lineErrors - lineErrorsSeen_;
+  return {errors_ + lineErrors - lineErrorsSeen_, errors_};
 }
 
 void CxpTransceiver::ClearErrors() {

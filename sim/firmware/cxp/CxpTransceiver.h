@@ -33,9 +33,13 @@ class CxpTransceiver {
   // Powered, out of reset, and the camera runs its link at this speed.
   bool Locked() const;
 
-  // Counts while the link is down and stands while it is locked, line errors added; a core reset
-  // starts it from 0.
-  uint64_t Errors();
+  struct ErrorCounts {
+    uint64_t notInTable;
+    uint64_t disparity;
+  };
+  // Both count while the link is down and stand while it is locked; line errors are characters
+  // outside the table. A core reset starts them from 0.
+  ErrorCounts Errors();
   void ClearErrors();
 
  private:

@@ -357,8 +357,30 @@ TEST_F(CxpFirmware, LinksLockOnlyAtTheCameraSpeedAndCountErrorsOnlyWithoutLock) 
     Simulator::Get().BoardAt(0)->PortAt(0)->AddLineErrors(5);
     EXPECT_EQ(Errors(0), 5u);
     EXPECT_EQ(Errors(0), 5u);
+    if (form.form >= 10) EXPECT_EQ(Read("CxpTransceiverStatus_0") >> 24 & 0xFFFFFF, 0u);
     Send(0, Command(false, false, 0x10, 4), false);
     EXPECT_EQ(Delivered(), 1u);
+  }
+}
+
+// Holding a receiver in reset drops its lock and its done bits until it is let go.
+TEST_F(CxpFirmware, ReceiveResetsClearTheirDoneBitsWhileHeld) {
+  const std::pair<Form, const char*> rows[] = {{kForms[0], "CxpTransceiverRxPlllDet"},
+                                               {kForms[0], "CxpTransceiverRxResetDone"},
+                                               {kForms[1], "CxpTransceiverRxResetDone"},
+                                               {kForms[3], "CxpTransceiverRxStatus"}};
+  for (const auto& [form, done] : rows) {
+    SCOPED_TRACE(done);
+    Load(form);
+    Locate(0);
+    const uint64_t bit = form.form == 6 ? 3 : 1;  // with the lock bit
+    EXPECT_EQ(Read(done) & bit, bit);
+    Write("CxpTransceiverGtxRxReset", 1);
+    EXPECT_EQ(Read(done) & bit, 0u);
+    const uint64_t otherPort = form.form == 6 ? 4 : 2;  // its done bit stays
+    EXPECT_EQ(Read(done) & otherPort, otherPort);
+    Write("CxpTransceiverGtxRxReset", 0);
+    EXPECT_EQ(Read(done) & bit, bit);
   }
 }
 
