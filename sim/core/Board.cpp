@@ -94,6 +94,11 @@ void Board::SetCable(unsigned port, Cable cable) {
   if (firmware_) firmware_->CableChanged(port);
 }
 
+int Board::TripPower(unsigned port) {
+  if (port >= PortCount()) return VSIM_ERROR_NO_SUCH_PORT;
+  return firmware_ ? firmware_->TripPower(port) : VSIM_ERROR_NOT_SUPPORTED;
+}
+
 int Board::CameraStatus(unsigned port) {
   Port* target = PortAt(port);
   if (!target) return VSIM_ERROR_NO_SUCH_PORT;

@@ -62,6 +62,8 @@ class Board {
   // Gives the port the device model of the board's transport for the camera's link, and tells
   // the firmware model, and the notification callbacks on Ethernet boards.
   void SetCable(unsigned port, Cable cable);
+  // The firmware trips the port's power as an overload would.
+  int TripPower(unsigned port);
   // Bit 0 while a camera is plugged in.
   int CameraStatus(unsigned port);
   // The Camera Link serial channel of a port and its two byte queues.

@@ -35,6 +35,7 @@ struct DesignVariant {
   std::vector<QueueBlock> queues;
   bool cameraController = false;
   int serialQueueBlock = -1;  // index into queues of the serial channels: receive, then transmit
+  unsigned form = 0;          // the transport's firmware form, for its firmware model
 };
 
 const std::vector<DesignVariant>& DesignVariants();

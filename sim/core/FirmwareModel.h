@@ -1,6 +1,8 @@
 #ifndef VESK_SIM_CORE_FIRMWARE_MODEL_H
 #define VESK_SIM_CORE_FIRMWARE_MODEL_H
 
+#include "sim/include/vesk_sim.h"
+
 namespace vesk::sim {
 
 // A transport's firmware on one board (sim/firmware/<transport>/). Made while the board is built,
@@ -12,6 +14,9 @@ class FirmwareModel {
   virtual ~FirmwareModel() = default;
   // A cable was plugged into or pulled from a port; the port's LinkChannel already shows it.
   virtual void CableChanged(unsigned port) = 0;
+  // Trips the power of a port as an overload would; VSIM_ERROR_NOT_SUPPORTED where the firmware
+  // has no power switch.
+  virtual int TripPower(unsigned /*port*/) { return VSIM_ERROR_NOT_SUPPORTED; }
 };
 
 }  // namespace vesk::sim

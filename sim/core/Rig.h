@@ -40,6 +40,10 @@ struct RigBoard {
   std::string design;  // a design variant's name
   std::map<unsigned, FaultSettings> portFaults;
   int line = 0;
+  // The CoaXPress firmware's operators, nibble k for firmware port k: operator number (0 for
+  // none) and link within it (0 for the operator's master link).
+  uint64_t operatorMasters = 0;
+  uint64_t operatorExtensions = 0;
 };
 
 // Where a link of a camera is plugged in when the rig loads; nowhere when board is negative.

@@ -255,7 +255,7 @@ class Parser {
   }
 
   RigBoard ReadBoard(const Node* node, int position) {
-    CheckAttributes(node, {"index", "type", "serial", "ports", "design", "gigePorts"});
+    CheckAttributes(node, {"index", "type", "serial", "ports", "design", "gigePorts", "operators"});
     RigBoard board;
     board.line = LineOf(node->name());
     board.index = static_cast<int>(Number(node, "index", position, 0, 255));
@@ -277,6 +277,13 @@ class Parser {
     }
     const unsigned gigePorts = variant->family == Family::Gige ? board.ports : 0;
     board.gigePorts = static_cast<unsigned>(Number(node, "gigePorts", gigePorts, 0, board.ports));
+    const bool cxp = variant->family == Family::Cxp;
+    const std::optional<std::string> operators = Optional(node, "operators");
+    if (operators && !cxp) Fail(node, "operators are for CoaXPress designs");
+    // By default each firmware port is an operator of one link.
+    std::string oneEach;
+    for (unsigned port = 1; port <= board.ports; ++port) oneEach += std::to_string(port) + " ";
+    if (cxp) ReadOperators(node, operators.value_or(oneEach), board);
     for (const Node* child : Children(node)) {
       if (NameOf(child) != "faults") Fail(child, "unknown element; a board holds <faults>");
       const auto port = static_cast<unsigned>(RequiredNumber(child, "port", 0, board.ports - 1));
@@ -284,6 +291,29 @@ class Parser {
       board.portFaults[port] = ReadFaults(child, true);
     }
     return board;
+  }
+
+  // One entry per firmware port: "n" the master link of operator n, "n.e" its link e, "-" none.
+  void ReadOperators(const Node* node, const std::string& text, RigBoard& board) const {
+    std::istringstream entries(text);
+    unsigned port = 0;
+    for (std::string entry; entries >> entry; ++port) {
+      if (port >= board.ports) Fail(node, "operators: more entries than the board's ports");
+      if (entry == "-") continue;
+      const size_t dot = entry.find('.');
+      const std::optional<int64_t> master = ParseNumber(entry.substr(0, dot));
+      const std::optional<int64_t> link =
+          dot == std::string::npos ? std::optional<int64_t>(0) : ParseNumber(entry.substr(dot + 1));
+      if (!master || !link || *master < 1 || *master > 15 || *link < 0 || *link > 15) {
+        Fail(node, "operators: '" + entry + "' is not an operator 1 .. 15 with a link 0 .. 15");
+      }
+      board.operatorMasters |= static_cast<uint64_t>(*master) << (4 * port);
+      board.operatorExtensions |= static_cast<uint64_t>(*link) << (4 * port);
+    }
+    if (port != board.ports) {
+      Fail(node, "operators: " + std::to_string(port) + " entries for " +
+                     std::to_string(board.ports) + " ports");
+    }
   }
 
   void CheckIndices(std::vector<RigBoard>& boards) const {

@@ -173,6 +173,10 @@ VSIM_EXPORT int VSimGetPortLineErrors(int board, unsigned int port, uint64_t* er
   });
 }
 
+VSIM_EXPORT int VSimTripPower(int board, unsigned int port) {
+  return WithBoard(board, [&](Board& found) { return found.TripPower(port); });
+}
+
 VSIM_EXPORT int VSimGetBoardCounters(int board, VSimBoardCounters* counters) {
   if (!counters) return VSIM_ERROR_INVALID_ARGUMENT;
   return WithBoard(board, [&](Board& found) {

@@ -121,6 +121,11 @@ int VSimSetPortFaultsEx(int board, unsigned int port, const VSimFaults* faults,
 /* The line errors that bursts raised on the port's link so far. */
 int VSimGetPortLineErrors(int board, unsigned int port, uint64_t* errors);
 
+/* Trips the power over CoaXPress of a port as an overload would: the port stops powering its
+ * camera and its power status reads as tripped until the host switches the port off and on.
+ * VSIM_ERROR_NOT_SUPPORTED on a board without power over CoaXPress. */
+int VSimTripPower(int board, unsigned int port);
+
 /* ---- Counters ----
  * Queue counts are in the queue's units: bytes on a byte queue, words on a word queue. */
 typedef struct VSimBoardCounters {

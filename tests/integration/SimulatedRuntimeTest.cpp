@@ -42,7 +42,7 @@ TEST_F(SimulatedRuntime, TheLibraryReachesTheDefaultRigThroughItsStubs) {
   EXPECT_EQ(STUB(installation_, VHalGetBoardInfoInt)(device, "board/type"), 2656);
   fpga_design* design = STUB(installation_, DsnLoadBoardDesign)(device);
   ASSERT_NE(design, nullptr);
-  const int id = STUB(installation_, DsnGetRegisterByName)(design, "CxpPowerStatus_1");
+  const int id = STUB(installation_, DsnGetRegisterByName)(design, "CxpStreamPacketSize");
   ASSERT_GT(id, 0);
   EXPECT_EQ(STUB(installation_, VHalRegisterWrite)(device, id, 0x5a5a), 0);
   uint64_t value = 0;

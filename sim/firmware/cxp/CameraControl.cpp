@@ -16,14 +16,20 @@ bool IsCxpSpeed(unsigned speed) {
 }  // namespace
 
 void CameraControl::Reset() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  for (Values& values : ports_) values.fill(0);
-  portMap_ = kIdentityMap;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (Values& values : ports_) values.fill(0);
+    portMap_ = kIdentityMap;
+  }
+  Changed();
 }
 
 void CameraControl::SetPortMap(uint64_t selector) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  portMap_ = selector;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    portMap_ = selector;
+  }
+  Changed();
 }
 
 uint64_t CameraControl::PortMap() const {
@@ -35,10 +41,17 @@ int CameraControl::Set(PortControl item, unsigned port, unsigned value) {
   if (item == PortControl::DataPathSpeed && !IsCxpSpeed(value)) {
     return VSIM_ERROR_INVALID_ARGUMENT;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (port >= ports_.size()) return VSIM_ERROR_NO_SUCH_PORT;
-  ports_[port][static_cast<size_t>(item)] = value;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (port >= ports_.size()) return VSIM_ERROR_NO_SUCH_PORT;
+    ports_[port][static_cast<size_t>(item)] = value;
+  }
+  Changed();
   return 0;
+}
+
+void CameraControl::Changed() {
+  if (observer_) observer_();
 }
 
 int CameraControl::Get(PortControl item, unsigned port, unsigned& value) const {

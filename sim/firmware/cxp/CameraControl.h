@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -34,14 +35,19 @@ class CameraControl {
   uint64_t PortMap() const;
   int Set(PortControl item, unsigned port, unsigned value);
   int Get(PortControl item, unsigned port, unsigned& value) const;
+  // Told after every change, outside the lock; set while the board is built or destroyed.
+  void SetObserver(std::function<void()> observer) { observer_ = std::move(observer); }
 
  private:
+  void Changed();
+
   static constexpr size_t kItems = static_cast<size_t>(PortControl::AcquisitionState) + 1;
   using Values = std::array<unsigned, kItems>;
 
   mutable std::mutex mutex_;
   std::vector<Values> ports_;
   uint64_t portMap_ = kIdentityMap;
+  std::function<void()> observer_;
 };
 
 }  // namespace vesk::sim

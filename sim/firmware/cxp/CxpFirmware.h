@@ -13,7 +13,7 @@ class Board;
 
 // The CoaXPress designs: the queue form with its camera controller, and the register forms.
 std::vector<DesignVariant> CxpDesigns();
-// The firmware of a CoaXPress board; null until CoaXPress has a model.
+// The firmware of a CoaXPress board, in the form of its design.
 std::unique_ptr<FirmwareModel> MakeCxpFirmware(Board& board);
 
 }  // namespace vesk::sim

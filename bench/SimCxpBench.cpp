@@ -1,0 +1,128 @@
+// A 4-byte register read round trip through the simulated CoaXPress firmware alone: the host's
+// writes and reads of the board library, the firmware's framing and routing, and a camera that
+// answers with a fixed word. Register form (FIFO registers) and queue form (data queues).
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "loader/vesk_hal.h"
+#include "sim/core/Transports.h"
+#include "sim/include/vesk_sim.h"
+
+namespace {
+
+using vesk::sim::Cable;
+using vesk::sim::LinkChannel;
+using vesk::sim::Packet;
+
+uint32_t Crc(const uint8_t* bytes, size_t size) {
+  uint32_t crc = 0xFFFFFFFF;
+  for (size_t at = 0; at < size; ++at) {
+    for (int bit = 0; bit < 8; ++bit) {
+      const bool feedback = ((crc ^ (bytes[at] >> bit)) & 1) != 0;
+      crc = (crc >> 1) ^ (feedback ? 0xEDB88320 : 0);
+    }
+  }
+  return crc;
+}
+
+// Answers every command with one final acknowledgement carrying 4 bytes.
+class FixedCamera : public vesk::sim::DeviceModel {
+ public:
+  explicit FixedCamera(LinkChannel& channel) : channel_(channel) {
+    const uint8_t body[] = {0, 0, 0, 0, 0, 0, 0, 4, 0xC0, 0xA7, 0x9A, 0xE5};
+    answer_.assign(4, 3);
+    answer_.insert(answer_.end(), body, body + sizeof body);
+    const uint32_t crc = Crc(body, sizeof body);
+    for (int shift = 0; shift < 32; shift += 8) answer_.push_back(uint8_t(crc >> shift));
+  }
+  void FromBoard(const Packet&) override { channel_.ToBoard(answer_); }
+
+ private:
+  LinkChannel& channel_;
+  Packet answer_;
+};
+
+// A board of the design with the fixed camera on port 0, at a speed the camera takes.
+class Rig {
+ public:
+  explicit Rig(const char* design) {
+    vesk::sim::SetDeviceMakerForTests(
+        vesk::sim::Family::Cxp,
+        [](const Cable&, LinkChannel& channel) { return std::make_shared<FixedCamera>(channel); });
+    const std::string text = std::string("<rig><board type='2917' ports='4' design='") + design +
+                             "'/><camera id='cam'><link board='0' port='0'/></camera></rig>";
+    ok_ = VSimLoadRigText(text.c_str(), "bench rig") == 0;
+    device_ = VHalInitDevice(0);
+    design_ = VSimDesignLoad(device_);
+  }
+  ~Rig() {
+    VSimDesignFree(design_);
+    VHalFreeDevice(device_);
+    vesk::sim::SetDeviceMakerForTests(vesk::sim::Family::Cxp, nullptr);
+  }
+  bool Ok() const { return ok_ && design_; }
+  int Id(const char* name) const { return VSimDesignGetRegisterByName(design_, name); }
+  PLdevice* Device() const { return device_; }
+
+ private:
+  bool ok_ = false;
+  PLdevice* device_ = nullptr;
+  fpga_design* design_ = nullptr;
+};
+
+// The read command of 4 bytes at 0, as the host holds its words.
+std::vector<uint32_t> ReadCommand() {
+  const uint8_t body[] = {0, 0, 0, 4, 0, 0, 0, 0};
+  std::vector<uint32_t> words(2);
+  std::memcpy(words.data(), body, sizeof body);
+  words.push_back(Crc(body, sizeof body));
+  return words;
+}
+
+void RegisterForm(benchmark::State& state) {
+  Rig rig("cxp-transceiver-regs");
+  const int fifo = rig.Id("CxpTxCmdWriteData_0");
+  const int acks = rig.Id("CxpRxCmdAckPacketData_0");
+  if (!rig.Ok() || fifo <= 0 || acks <= 0) return state.SkipWithError("no CoaXPress board");
+  const std::vector<uint32_t> command = ReadCommand();
+  PLdevice* device = rig.Device();
+  for (auto _ : state) {
+    VHalRegisterWrite(device, fifo, 0x1FBFBFBFBull);
+    VHalRegisterWrite(device, fifo, 0x02020202);
+    for (uint32_t word : command) VHalRegisterWrite(device, fifo, word);
+    VHalRegisterWrite(device, fifo, 0x3FDFDFDFDull);
+    uint64_t value = 0;
+    int words = 0;
+    for (VHalRegisterRead(device, acks, &value); !(value >> 32);
+         VHalRegisterRead(device, acks, &value)) {
+      ++words;
+    }
+    if (words != 4) return state.SkipWithError("no acknowledgement");
+  }
+}
+BENCHMARK(RegisterForm);
+
+void QueueForm(benchmark::State& state) {
+  Rig rig("cxp-camera-ctrl");
+  if (!rig.Ok()) return state.SkipWithError("no CoaXPress board");
+  const std::vector<uint32_t> command = ReadCommand();
+  const uint32_t packet[3] = {2, command[0], command[1]};  // the header word, no CRC
+  PLdevice* device = rig.Device();
+  uint32_t ack[8] = {};
+  for (auto _ : state) {
+    VHalDataQueueWriteBufferLong(device, 3, packet, sizeof packet, 0);
+    if (VHalDataQueueReadBufferLong(device, 0, ack, 4, 0) != 4) {
+      return state.SkipWithError("no acknowledgement");
+    }
+    VHalDataQueueReadBufferLong(device, 0, ack + 1, (ack[0] & 0xFFFF) * 4, 0);
+  }
+}
+BENCHMARK(QueueForm);
+
+}  // namespace
+
+BENCHMARK_MAIN();

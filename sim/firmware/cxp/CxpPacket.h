@@ -1,0 +1,32 @@
+#ifndef VESK_SIM_FIRMWARE_CXP_CXP_PACKET_H
+#define VESK_SIM_FIRMWARE_CXP_CXP_PACKET_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "sim/core/DeviceModel.h"
+
+namespace vesk::sim {
+
+// Packet-type words of the control channel as they cross the coax.
+constexpr uint8_t kCxpCommand = 0x02;
+constexpr uint8_t kCxpTaggedCommand = 0x05;
+constexpr uint8_t kCxpAck = 0x03;
+constexpr uint8_t kCxpTaggedAck = 0x06;
+
+// The CoaXPress CRC-32: reflected 0xEDB88320 from 0xFFFFFFFF, not inverted at the end.
+uint32_t CxpCrc(const uint8_t* bytes, size_t size);
+
+// A word as the host holds it: the four bytes in wire order, read as a little-endian value.
+uint32_t CxpWordAt(const uint8_t* bytes);
+void CxpAppendWord(Packet& packet, uint32_t word);
+
+// Type word and body (everything behind the type word); the CRC word is appended.
+Packet CxpFramed(uint8_t type, const uint8_t* body, size_t size);
+// The packet's type byte when its type word repeats it and its CRC word matches; 0 otherwise.
+uint8_t CxpCheckedType(const Packet& packet);
+
+}  // namespace vesk::sim
+
+#endif

@@ -1,0 +1,493 @@
+// The CoaXPress firmware through the board library and the control API, with a small camera of
+// the test's own in place of the device half. Packets are built here from the standard's layouts.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "loader/vesk_hal.h"
+#include "sim/core/Board.h"
+#include "sim/core/Simulator.h"
+#include "sim/core/Transports.h"
+#include "sim/include/vesk_sim.h"
+
+namespace vesk::sim {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Words = std::vector<uint32_t>;
+
+constexpr uint64_t kStart = 0x1FBFBFBFBull;
+constexpr uint64_t kEnd = 0x3FDFDFDFDull;
+constexpr uint64_t kAckEnd = 0x1FDFDFDFDull;
+constexpr uint64_t kEmpty = 1ull << 33;
+constexpr uint32_t kCameraSpeed = 3125;
+
+uint32_t Crc(const Bytes& bytes) {
+  uint32_t crc = 0xFFFFFFFF;
+  for (uint8_t byte : bytes) {
+    for (int bit = 0; bit < 8; ++bit) {
+      const bool feedback = ((crc ^ (byte >> bit)) & 1) != 0;
+      crc = (crc >> 1) ^ (feedback ? 0xEDB88320 : 0);
+    }
+  }
+  return crc;
+}
+
+void BigEndian(Bytes& bytes, uint32_t value) {
+  for (int shift = 24; shift >= 0; shift -= 8)
+    bytes.push_back(static_cast<uint8_t>(value >> shift));
+}
+
+Words AsWords(const Bytes& bytes) {
+  Words words(bytes.size() / 4);
+  std::memcpy(words.data(), bytes.data(), words.size() * 4);
+  return words;
+}
+
+// A camera that answers reads with bytes counting up from the address and writes with a final
+// acknowledgement, and keeps every command it got.
+class TestCamera : public DeviceModel {
+ public:
+  explicit TestCamera(LinkChannel& channel) : channel_(channel) {}
+
+  void FromBoard(const Packet& packet) override {
+    {
+      std::lock_guard<std::mutex> lock(Mutex());
+      Received().push_back(packet);
+    }
+    const bool tagged = packet[0] == 5;
+    const size_t at = tagged ? 8 : 4;
+    const uint32_t size =
+        uint32_t{packet[at + 1]} << 16 | uint32_t{packet[at + 2]} << 8 | packet[at + 3];
+    const uint32_t address = uint32_t{packet[at + 4]} << 24 | uint32_t{packet[at + 5]} << 16 |
+                             uint32_t{packet[at + 6]} << 8 | packet[at + 7];
+    Bytes body = tagged ? Bytes(4, packet[4]) : Bytes();
+    const Bytes status(4, packet[at] == 0 ? 0 : 1);
+    body.insert(body.end(), status.begin(), status.end());
+    if (packet[at] == 0) {
+      BigEndian(body, size);
+      for (uint32_t i = 0; i < size; ++i) body.push_back(static_cast<uint8_t>(address + i));
+    }
+    Packet ack(4, tagged ? 6 : 3);
+    ack.insert(ack.end(), body.begin(), body.end());
+    const uint32_t crc = Crc(body);
+    ack.insert(ack.end(),
+               {uint8_t(crc), uint8_t(crc >> 8), uint8_t(crc >> 16), uint8_t(crc >> 24)});
+    channel_.ToBoard(ack);
+  }
+
+  static std::mutex& Mutex() {
+    static std::mutex mutex;
+    return mutex;
+  }
+  static std::vector<Packet>& Received() {
+    static std::vector<Packet> received;
+    return received;
+  }
+
+ private:
+  LinkChannel& channel_;
+};
+
+struct Form {
+  const char* design;
+  int type;
+  unsigned form;
+};
+
+const Form kForms[] = {{"cxp-drp", 2641, 1},
+                       {"cxp-drp-ready", 1872, 2},
+                       {"cxp-rate-index", 2656, 3},
+                       {"cxp-rate-index-rx-status", 2917, 6},
+                       {"cxp-transceiver-regs", 2917, 10},
+                       {"cxp-camera-ctrl", 2656, 16}};
+
+class CxpFirmware : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    SetDeviceMakerForTests(Family::Cxp, [](const Cable&, LinkChannel& channel) {
+      return std::make_shared<TestCamera>(channel);
+    });
+  }
+  void TearDown() override {
+    Close();
+    SetDeviceMakerForTests(Family::Cxp, nullptr);
+  }
+  void Close() {
+    if (design_) VSimDesignFree(std::exchange(design_, nullptr));
+    if (device_) VHalFreeDevice(std::exchange(device_, nullptr));
+  }
+
+  // A rig of one four-port board of the form, the camera on cameraPort.
+  void Load(const Form& form, unsigned cameraPort = 0, const std::string& extra = "") {
+    Close();
+    {
+      std::lock_guard<std::mutex> lock(TestCamera::Mutex());
+      TestCamera::Received().clear();
+    }
+    form_ = form;
+    const std::string rig = "<rig><board type='" + std::to_string(form.type) +
+                            "' ports='4' design='" + form.design + "' " + extra +
+                            "/><camera id='cam' speeds='3125'><link board='0' port='" +
+                            std::to_string(cameraPort) + "'/></camera></rig>";
+    ASSERT_EQ(VSimLoadRigText(rig.c_str(), "cxp rig"), 0);
+    device_ = VHalInitDevice(0);
+    design_ = VSimDesignLoad(device_);
+    ASSERT_NE(design_, nullptr);
+  }
+  bool QueueForm() const { return form_.form == 16; }
+
+  uint64_t Read(const std::string& name) {
+    uint64_t value = 0;
+    EXPECT_EQ(VHalRegisterRead(device_, VSimDesignGetRegisterByName(design_, name.c_str()), &value),
+              0)
+        << name;
+    return value;
+  }
+  void Write(const std::string& name, uint64_t value) {
+    EXPECT_EQ(VHalRegisterWrite(device_, VSimDesignGetRegisterByName(design_, name.c_str()), value),
+              0)
+        << name;
+  }
+  static std::string At(const char* prefix, unsigned port) { return prefix + std::to_string(port); }
+
+  // The speed as the form programs it, with the ready or done bit seen cleared, then set.
+  void SetSpeed(unsigned port, uint32_t mbps) {
+    const bool fast = mbps == kCameraSpeed;
+    const unsigned bit = 1u << port;
+    switch (form_.form) {
+      case 1: {
+        const uint32_t values[] = {fast ? 0x78C6u : 0x78C0u, 0x20, fast ? 0x78C6u : 0x78C0u, 0x20};
+        const uint32_t addresses[] = {27, 28, 31, 32};
+        for (int i = 0; i < 4; ++i) WriteDrp(port, addresses[i], values[i]);
+        return;
+      }
+      case 2: {
+        const uint32_t values[] = {fast ? 0x1020u : 0x1010u, fast ? 0x1083u : 0x1082u,
+                                   fast ? 0x11u : 0x22u};
+        const uint32_t addresses[] = {0xA9, 0x5E, 0x88};
+        for (int i = 0; i < 3; ++i) {
+          WriteDrp(port, addresses[i], values[i]);
+          EXPECT_EQ(Read("CxpTransceiverGtxDrpReady") & bit, 0u);
+          EXPECT_EQ(Read("CxpTransceiverGtxDrpReady") & bit, bit);
+        }
+        return;
+      }
+      case 3:
+      case 6:
+        Write(At("CxpTransceiverGtxSetBitRate_", port), fast ? 2 : 0);
+        EXPECT_EQ(Read("CxpTransceiverGtxSetBitRateDone") & bit, 0u);
+        EXPECT_EQ(Read("CxpTransceiverGtxSetBitRateDone") & bit, bit);
+        return;
+      case 10:
+        Write(At("CxpTransceiverDownLinkBitRate_", port), fast ? 2 : 0);
+        EXPECT_EQ(Read(At("CxpTransceiverStatus_", port)) >> 49 & 1, 0u);
+        EXPECT_EQ(Read(At("CxpTransceiverStatus_", port)) >> 49 & 1, 1u);
+        return;
+      default:
+        EXPECT_EQ(VHalCameraCtrlSetPortDataPathSpeed(device_, port, mbps), 0);
+    }
+  }
+  void WriteDrp(unsigned port, uint32_t address, uint32_t value) {
+    Write(At("CxpTransceiverGtxDrpAddress_", port), address);
+    Write(At("CxpTransceiverGtxDrpWriteData_", port), value);
+  }
+
+  uint64_t Errors(unsigned port) {
+    if (form_.form < 10) return Read(At("CxpTransceiverNotInTable_", port));
+    return Read(At("CxpTransceiverStatus_", port)) & 0xFFFFFF;
+  }
+  void ResetCore(unsigned port) {
+    if (QueueForm()) {
+      EXPECT_EQ(VHalCameraCtrlSetPortDataPathState(device_, port, 4), 0);
+      EXPECT_EQ(VHalCameraCtrlSetPortDataPathState(device_, port, 5), 0);
+      return;
+    }
+    Write(At(form_.form == 3 ? "CxpReset_" : "CxpControlCoreReset_", port), 2);
+    Write(At(form_.form == 3 ? "CxpReset_" : "CxpControlCoreReset_", port), 0);
+  }
+  // -1 where the form shows no lock bit.
+  int LockBit(unsigned port) {
+    if (form_.form == 6)
+      return static_cast<int>(Read("CxpTransceiverRxStatus") >> (2 * port + 1) & 1);
+    if (form_.form >= 10)
+      return static_cast<int>(Read(At("CxpTransceiverStatus_", port)) >> 48 & 1);
+    return -1;
+  }
+
+  // The command words behind the packet-type word.
+  static Bytes Command(bool write, bool tagged, uint32_t address, uint32_t size) {
+    Bytes body = tagged ? Bytes(4, 0x2A) : Bytes();
+    body.push_back(write ? 1 : 0);
+    for (int shift = 16; shift >= 0; shift -= 8)
+      body.push_back(static_cast<uint8_t>(size >> shift));
+    BigEndian(body, address);
+    for (uint32_t i = 0; write && i < size; ++i) body.push_back(static_cast<uint8_t>(i * 7));
+    return body;
+  }
+
+  enum class Spoil { None, Crc, NoStart, StrayCode };
+  void Send(unsigned port, const Bytes& body, bool tagged, Spoil spoil = Spoil::None) {
+    const Words words = AsWords(body);
+    if (QueueForm()) {
+      Words packet{static_cast<uint32_t>(words.size()) | (tagged ? 0x00200000u : 0)};
+      packet.insert(packet.end(), words.begin(), words.end());
+      const auto size = static_cast<unsigned>(packet.size() * 4);
+      EXPECT_EQ(VHalDataQueueWriteBufferLong(device_, static_cast<int>(port * 4 + 3), packet.data(),
+                                             size, 100),
+                static_cast<int>(size));
+      return;
+    }
+    const std::string fifo = At("CxpTxCmdWriteData_", port);
+    if (spoil != Spoil::NoStart) Write(fifo, kStart);
+    Write(fifo, tagged ? 0x05050505 : 0x02020202);
+    for (uint32_t word : words) Write(fifo, word);
+    if (spoil == Spoil::StrayCode) Write(fifo, 0x1BCBCBCBCull);
+    Write(fifo, Crc(body) ^ (spoil == Spoil::Crc ? 1u : 0u));
+    Write(fifo, kEnd);
+  }
+
+  // An acknowledgement as the library reads it; empty when none came.
+  Words Ack(unsigned port) {
+    Words words;
+    if (QueueForm()) {
+      uint32_t length = 0;
+      const int queue = static_cast<int>(port * 4);
+      if (VHalDataQueueReadBufferLong(device_, queue, &length, 4, 0) != 4) return words;
+      words.resize(length & 0xFFFF);
+      const auto size = static_cast<unsigned>(words.size() * 4);
+      EXPECT_EQ(VHalDataQueueReadBufferLong(device_, queue, words.data(), size, 100),
+                static_cast<int>(size));
+      return words;
+    }
+    for (int bound = 0; bound < 100000; ++bound) {
+      const uint64_t value = Read(At("CxpRxCmdAckPacketData_", port));
+      if (value == kEmpty) break;
+      if (value == kAckEnd) return words;
+      words.push_back(static_cast<uint32_t>(value));
+    }
+    EXPECT_TRUE(words.empty()) << "an acknowledgement without its end mark";
+    return {};
+  }
+  // What the camera answers, in the words the library reads: the register form ends with the CRC.
+  Words Expected(bool tagged, bool write, uint32_t address, uint32_t size) const {
+    Bytes body = tagged ? Bytes(4, 0x2A) : Bytes();
+    const Bytes status(4, write ? 1 : 0);
+    body.insert(body.end(), status.begin(), status.end());
+    if (!write) {
+      BigEndian(body, size);
+      for (uint32_t i = 0; i < size; ++i) body.push_back(static_cast<uint8_t>(address + i));
+    }
+    Words words = AsWords(body);
+    if (!QueueForm()) words.push_back(Crc(body));
+    return words;
+  }
+
+  static size_t Delivered() {
+    std::lock_guard<std::mutex> lock(TestCamera::Mutex());
+    return TestCamera::Received().size();
+  }
+  void Locate(unsigned port) {
+    SetSpeed(port, kCameraSpeed);
+    ResetCore(port);
+  }
+
+  Form form_{};
+  PLdevice* device_ = nullptr;
+  fpga_design* design_ = nullptr;
+};
+
+TEST_F(CxpFirmware, EachFormCarriesLongReadsAndWritesPlainAndTagged) {
+  for (const Form& form : kForms) {
+    SCOPED_TRACE(form.design);
+    Load(form);
+    Locate(0);
+    for (bool tagged : {false, true}) {
+      const Bytes write = Command(true, tagged, 0x1000, 400);
+      Send(0, write, tagged);
+      EXPECT_EQ(Ack(0), Expected(tagged, true, 0x1000, 400));
+      {
+        std::lock_guard<std::mutex> lock(TestCamera::Mutex());
+        const Packet& got = TestCamera::Received().back();  // type word, body, CRC in wire order
+        EXPECT_EQ(Bytes(got.begin() + 4, got.end() - 4), write);
+        EXPECT_EQ(AsWords(Bytes(got.end() - 4, got.end())), Words{Crc(write)});
+      }
+      Send(0, Command(false, tagged, 0x2000, 400), tagged);
+      EXPECT_EQ(Ack(0), Expected(tagged, false, 0x2000, 400));
+      EXPECT_TRUE(Ack(0).empty());
+    }
+    if (!QueueForm()) EXPECT_EQ(Read("CxpTxCmdPacketSent") & 1, 1u);
+  }
+}
+
+TEST_F(CxpFirmware, RegisterFormsDropBadlyFramedPacketsAsTheWireWould) {
+  const Spoil spoils[] = {Spoil::Crc, Spoil::NoStart, Spoil::StrayCode};
+  Load(kForms[4]);
+  Locate(0);
+  for (Spoil spoil : spoils) {
+    Send(0, Command(false, false, 0x10, 4), false, spoil);
+    EXPECT_EQ(Delivered(), 0u);
+    EXPECT_EQ(Read("CxpTxCmdPacketSent") & 1, 0u);
+    EXPECT_TRUE(Ack(0).empty());
+  }
+  Send(0, Command(false, false, 0x10, 4), false);
+  EXPECT_EQ(Delivered(), 1u);
+}
+
+TEST_F(CxpFirmware, LinksLockOnlyAtTheCameraSpeedAndCountErrorsOnlyWithoutLock) {
+  for (const Form& form : kForms) {
+    SCOPED_TRACE(form.design);
+    Load(form);
+    SetSpeed(0, 1250);
+    ResetCore(0);
+    const uint64_t first = Errors(0);
+    EXPECT_GT(Errors(0), first);
+    EXPECT_NE(LockBit(0), 1);
+    Send(0, Command(false, false, 0x10, 4), false);
+    EXPECT_EQ(Delivered(), 0u);
+
+    Locate(0);
+    EXPECT_EQ(Errors(0), 0u);
+    EXPECT_EQ(Errors(0), 0u);
+    EXPECT_NE(LockBit(0), 0);
+    Simulator::Get().BoardAt(0)->PortAt(0)->AddLineErrors(5);
+    EXPECT_EQ(Errors(0), 5u);
+    EXPECT_EQ(Errors(0), 5u);
+    if (form.form >= 10) EXPECT_EQ(Read("CxpTransceiverStatus_0") >> 24 & 0xFFFFFF, 0u);
+    Send(0, Command(false, false, 0x10, 4), false);
+    EXPECT_EQ(Delivered(), 1u);
+  }
+}
+
+// Holding a receiver in reset drops its lock and its done bits until it is let go.
+TEST_F(CxpFirmware, ReceiveResetsClearTheirDoneBitsWhileHeld) {
+  const std::pair<Form, const char*> rows[] = {{kForms[0], "CxpTransceiverRxPlllDet"},
+                                               {kForms[0], "CxpTransceiverRxResetDone"},
+                                               {kForms[1], "CxpTransceiverRxResetDone"},
+                                               {kForms[3], "CxpTransceiverRxStatus"}};
+  for (const auto& [form, done] : rows) {
+    SCOPED_TRACE(done);
+    Load(form);
+    Locate(0);
+    const uint64_t bit = form.form == 6 ? 3 : 1;  // with the lock bit
+    EXPECT_EQ(Read(done) & bit, bit);
+    Write("CxpTransceiverGtxRxReset", 1);
+    EXPECT_EQ(Read(done) & bit, 0u);
+    const uint64_t otherPort = form.form == 6 ? 4 : 2;  // its done bit stays
+    EXPECT_EQ(Read(done) & otherPort, otherPort);
+    Write("CxpTransceiverGtxRxReset", 0);
+    EXPECT_EQ(Read(done) & bit, bit);
+  }
+}
+
+// Firmware port 0 and physical port 2 change places; the transceivers stay with their ports.
+TEST_F(CxpFirmware, TheSelectorMovesAFirmwarePortsChannelToAnotherPhysicalPort) {
+  constexpr uint64_t kSwap = 0x7654301276543012;
+  for (const Form& form : {kForms[4], kForms[0], kForms[5]}) {
+    SCOPED_TRACE(form.design);
+    Load(form, 2);
+    Locate(2);
+    Send(0, Command(false, false, 0x10, 4), false);
+    EXPECT_EQ(Delivered(), 0u);
+    if (form.form == 1) {
+      Write("CxpDiscoveryConfig", 14);
+    } else if (form.form == 16) {
+      EXPECT_EQ(VHalCameraCtrlSetPortMap(device_, kSwap), 0);
+    } else {
+      Write("wDiscoverySelect", kSwap);
+    }
+    if (form.form != 1) EXPECT_EQ(Read("rDiscoverySelect"), kSwap);
+    Send(0, Command(false, false, 0x10, 4), false);
+    EXPECT_EQ(Delivered(), 1u);
+    EXPECT_EQ(Ack(0), Expected(false, false, 0x10, 4));
+  }
+}
+
+TEST_F(CxpFirmware, OperatorRegistersDescribeTheRigsOperators) {
+  const std::pair<const char*, std::pair<uint64_t, uint64_t>> rows[] = {
+      {"", {0x4321, 0}}, {"operators='1 1.1 2 -'", {0x0211, 0x0010}}};
+  for (const auto& [attribute, expected] : rows) {
+    Load(kForms[4], 0, attribute);
+    EXPECT_EQ(Read("DiscoveryAppletMasterID"), expected.first) << attribute;
+    EXPECT_EQ(Read("DiscoveryAppletExtensionID"), expected.second) << attribute;
+  }
+}
+
+// Status numbers and readings as the library decodes each board group's power monitor.
+struct PowerReading {
+  unsigned status;
+  double volts;
+  double milliamps;
+};
+
+PowerReading Decode(const Form& form, uint64_t status, uint64_t a, uint64_t b) {
+  auto code = [](uint64_t v, std::initializer_list<uint64_t> powers) {
+    unsigned n = 1;
+    for (uint64_t power : powers) {
+      if (v == power) return n;
+      ++n;
+    }
+    return 10u;
+  };
+  if (form.type == 2641) {
+    return {(status & 0x80) ? 9 : code(status, {1, 2, 4, 8, 16, 32, 64}), b * 0.025, a * 0.4};
+  }
+  if (form.type == 1872) {
+    return {(status & 0x100) ? 9 : code(status & 0x1FF, {1, 2, 4, 8, 16, 32, 64, 128}), b * 0.004,
+            static_cast<int16_t>(a) * 0.2};
+  }
+  const unsigned pl[] = {10, 1, 4, 10, 6, 10, 10, 10, 7};
+  const uint64_t bits = status >> 30 & 0x3F;
+  return {(status >> 35 & 1) ? 9
+          : bits < 9         ? pl[bits]
+                             : 10,
+          (status >> 16 & 0x3FFF) * 0.004, static_cast<int16_t>(status & 0xFFFF) * 0.2};
+}
+
+TEST_F(CxpFirmware, PowerReadsGoodTripsOnDemandAndRecoversWhenCycled) {
+  for (const Form& form : {kForms[0], kForms[1], kForms[4], kForms[5]}) {
+    SCOPED_TRACE(form.design);
+    Load(form);
+    Locate(0);
+    auto reading = [&] {
+      const uint64_t status = Read("CxpPowerStatus_0");
+      if (form.type == 2641)
+        return Decode(form, status, Read("CxpPowerSense_0"), Read("CxpPowerVin_0"));
+      if (form.type == 1872) {
+        return Decode(form, status, Read("CxpPowerShuntVoltage_0"), Read("CxpPowerBusVoltage_0"));
+      }
+      return Decode(form, status, 0, 0);
+    };
+    const PowerReading good = reading();
+    EXPECT_EQ(good.status, 1u);
+    EXPECT_NEAR(good.volts, 24.0, 1.0);
+    EXPECT_NEAR(good.milliamps, 250.0, 10.0);
+
+    ASSERT_EQ(VSimTripPower(0, 0), 0);
+    const unsigned tripped = reading().status;
+    EXPECT_TRUE(tripped >= 5 && tripped <= 9) << tripped;
+    Send(0, Command(false, false, 0x10, 4), false);
+    EXPECT_EQ(Delivered(), 0u);
+    EXPECT_NE(LockBit(0), 1);
+
+    if (QueueForm()) {
+      EXPECT_EQ(VHalCameraCtrlSetPortPowerState(device_, 0, 1), 0);
+      EXPECT_EQ(VHalCameraCtrlSetPortPowerState(device_, 0, 2), 0);
+    } else {
+      EXPECT_EQ(Read("rCxpPowerEnablePower"), 0xFu);
+      Write("wCxpPowerEnablePower", 0xE);
+      EXPECT_EQ(reading().volts, 0.0);
+      Write("wCxpPowerEnablePower", 0xF);
+    }
+    EXPECT_EQ(reading().status, 1u);
+    Send(0, Command(false, false, 0x10, 4), false);
+    EXPECT_EQ(Delivered(), 1u);
+  }
+}
+
+}  // namespace
+}  // namespace vesk::sim
