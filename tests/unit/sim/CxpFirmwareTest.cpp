@@ -13,6 +13,7 @@
 #include "sim/core/Simulator.h"
 #include "sim/core/Transports.h"
 #include "sim/include/vesk_sim.h"
+#include "tests/support/TempDir.h"
 
 namespace vesk::sim {
 namespace {
@@ -123,17 +124,18 @@ class CxpFirmware : public ::testing::Test {
   }
 
   // A rig of one four-port board of the form, the camera on cameraPort.
-  void Load(const Form& form, unsigned cameraPort = 0, const std::string& extra = "") {
+  void Load(const Form& form, unsigned cameraPort = 0, const std::string& extra = "",
+            const std::string& camera = "") {
     Close();
     {
       std::lock_guard<std::mutex> lock(TestCamera::Mutex());
       TestCamera::Received().clear();
     }
     form_ = form;
-    const std::string rig = "<rig><board type='" + std::to_string(form.type) +
-                            "' ports='4' design='" + form.design + "' " + extra +
-                            "/><camera id='cam' speeds='3125'><link board='0' port='" +
-                            std::to_string(cameraPort) + "'/></camera></rig>";
+    const std::string rig =
+        "<rig><board type='" + std::to_string(form.type) + "' ports='4' design='" + form.design +
+        "' " + extra + "/><camera id='cam' speeds='3125' " + camera + "><link board='0' port='" +
+        std::to_string(cameraPort) + "'/></camera></rig>";
     ASSERT_EQ(VSimLoadRigText(rig.c_str(), "cxp rig"), 0);
     device_ = VHalInitDevice(0);
     design_ = VSimDesignLoad(device_);
@@ -273,14 +275,21 @@ class CxpFirmware : public ::testing::Test {
     EXPECT_TRUE(words.empty()) << "an acknowledgement without its end mark";
     return {};
   }
-  // What the camera answers, in the words the library reads: the register form ends with the CRC.
+  // What the test camera answers, in the words the library reads.
   Words Expected(bool tagged, bool write, uint32_t address, uint32_t size) const {
+    Bytes payload;
+    for (uint32_t i = 0; !write && i < size; ++i)
+      payload.push_back(static_cast<uint8_t>(address + i));
+    return Reply(tagged, write ? 1 : 0, payload);
+  }
+  // An acknowledgement of status, with the payload of a read: the register form ends with the CRC.
+  Words Reply(bool tagged, uint8_t code, const Bytes& payload) const {
     Bytes body = tagged ? Bytes(4, 0x2A) : Bytes();
-    const Bytes status(4, write ? 1 : 0);
+    const Bytes status(4, code);
     body.insert(body.end(), status.begin(), status.end());
-    if (!write) {
-      BigEndian(body, size);
-      for (uint32_t i = 0; i < size; ++i) body.push_back(static_cast<uint8_t>(address + i));
+    if (code == 0) {
+      BigEndian(body, static_cast<uint32_t>(payload.size()));
+      body.insert(body.end(), payload.begin(), payload.end());
     }
     Words words = AsWords(body);
     if (!QueueForm()) words.push_back(Crc(body));
@@ -321,6 +330,29 @@ TEST_F(CxpFirmware, EachFormCarriesLongReadsAndWritesPlainAndTagged) {
       EXPECT_TRUE(Ack(0).empty());
     }
     if (!QueueForm()) EXPECT_EQ(Read("CxpTxCmdPacketSent") & 1, 1u);
+  }
+}
+
+// The simulator's own camera behind each form: its magic value, and 400 bytes written to its
+// memory and read back.
+TEST_F(CxpFirmware, EachFormCarriesTheCamerasOwnAnswers) {
+  SetDeviceMakerForTests(Family::Cxp, nullptr);
+  test::TempDir dir;
+  test::WriteText(dir.File("cam.xml"), "<RegisterDescription/>");
+  Bytes written;
+  for (uint32_t i = 0; i < 400; ++i) written.push_back(static_cast<uint8_t>(i * 7));
+  for (const Form& form : kForms) {
+    SCOPED_TRACE(form.design);
+    Load(form, 0, "", "xmlFile='" + dir.File("cam.xml") + "'");
+    Locate(0);
+    for (bool tagged : {false, true}) {
+      Send(0, Command(false, tagged, 0, 4), tagged);
+      EXPECT_EQ(Ack(0), Reply(tagged, 0, {0xC0, 0xA7, 0x9A, 0xE5}));
+      Send(0, Command(true, tagged, 0x20000, 400), tagged);
+      EXPECT_EQ(Ack(0), Reply(tagged, 1, {}));
+      Send(0, Command(false, tagged, 0x20000, 400), tagged);
+      EXPECT_EQ(Ack(0), Reply(tagged, 0, written));
+    }
   }
 }
 
