@@ -5,15 +5,20 @@ namespace vesk::sim {
 const char* DefaultRigText() {
   return R"(<rig>
   <!-- CoaXPress, queue form: packets through data queues, ports through the camera controller -->
-  <board index="0" type="2656" serial="0x51a000" ports="4" design="cxp-camera-ctrl"/>
-  <!-- CoaXPress, register forms: transceiver registers, and DRP on a first generation board -->
-  <board index="1" type="2917" serial="0x51a001" ports="4" design="cxp-transceiver-regs"/>
+  <!-- One four-link operator for a two-link and a one-link camera -->
+  <board index="0" type="2656" serial="0x51a000" ports="4" design="cxp-camera-ctrl"
+         operators="1 1.1 1.2 1.3"/>
+  <!-- CoaXPress, register forms: transceiver registers with two two-link operators for one
+       four-link camera, DRP on a first generation board, and a rate index (board 7) -->
+  <board index="1" type="2917" serial="0x51a001" ports="4" design="cxp-transceiver-regs"
+         operators="1 1.1 2 2.1"/>
   <board index="2" type="2641" serial="0x51a002" ports="4" design="cxp-drp"/>
   <board index="3" type="2657" serial="0x51a003" ports="2" design="clhs"/>
   <board index="4" type="1872" serial="0x51a004" ports="2" design="cl-base"/>
   <!-- GigE Vision, both port variants -->
   <board index="5" type="2898" serial="0x51a005" ports="4" design="gige-korvid"/>
   <board index="6" type="3650" serial="0x51a006" ports="4" design="gige-ka4"/>
+  <board index="7" type="2915" serial="0x51a007" ports="2" design="cxp-rate-index"/>
 
   <camera id="cxp-dual" vendor="Vesk Simulation" modelName="CXP Dual" serial="SIM-CXP-0001"
           version="1.0" xml="zipped" speeds="1250 2500 3125 5000 6250 10000 12500">
@@ -21,7 +26,7 @@ const char* DefaultRigText() {
     <link board="0" port="1"/>
   </camera>
   <camera id="cxp-single" vendor="Vesk Simulation" modelName="CXP Single" serial="SIM-CXP-0002"
-          version="1.0" speeds="1250 2500 3125 5000 6250">
+          version="1.0" cxpRevision="1.1" speeds="1250 2500 3125 5000 6250">
     <link board="0" port="2"/>
   </camera>
   <camera id="cxp-quad" vendor="Vesk Simulation" modelName="CXP Quad" serial="SIM-CXP-0003"
@@ -32,8 +37,12 @@ const char* DefaultRigText() {
     <link board="1" port="3"/>
   </camera>
   <camera id="cxp-drp" vendor="Vesk Simulation" modelName="CXP Gen1" serial="SIM-CXP-0004"
-          version="1.0" speeds="1250 2500 3125">
+          version="1.0" cxpRevision="1.0" speeds="1250 2500 3125">
     <link board="2" port="0"/>
+  </camera>
+  <camera id="cxp-rate" vendor="Vesk Simulation" modelName="CXP Rate" serial="SIM-CXP-0005"
+          version="1.0" speeds="1250 2500 3125 5000 6250 10000 12500">
+    <link board="7" port="1"/>
   </camera>
   <camera id="clhs-dual" vendor="Vesk Simulation" modelName="CLHS Dual" serial="SIM-CLHS-0001"
           version="1.0" xml="zipped" speeds="10312">

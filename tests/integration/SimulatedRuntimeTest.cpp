@@ -36,7 +36,7 @@ class SimulatedRuntime : public ::testing::Test {
 };
 
 TEST_F(SimulatedRuntime, TheLibraryReachesTheDefaultRigThroughItsStubs) {
-  EXPECT_EQ(STUB(installation_, VHalGetNrOfBoards)(), 7);
+  EXPECT_EQ(STUB(installation_, VHalGetNrOfBoards)(), 8);
   PLdevice* device = STUB(installation_, VHalInitDevice)(0);
   ASSERT_NE(device, nullptr);
   EXPECT_EQ(STUB(installation_, VHalGetBoardInfoInt)(device, "board/type"), 2656);

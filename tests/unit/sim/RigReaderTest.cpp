@@ -173,8 +173,9 @@ TEST(DefaultRig, HasEveryTransportAndFirmwareFormWithMultiLinkCameras) {
     designs.insert(board.design);
     types.insert(board.type);
   }
-  EXPECT_THAT(designs, IsSupersetOf({"cxp-camera-ctrl", "cxp-transceiver-regs", "cxp-drp", "clhs",
-                                     "cl-base", "gige-korvid", "gige-ka4"}));
+  EXPECT_THAT(designs,
+              IsSupersetOf({"cxp-camera-ctrl", "cxp-transceiver-regs", "cxp-drp", "cxp-rate-index",
+                            "clhs", "cl-base", "gige-korvid", "gige-ka4"}));
   EXPECT_TRUE(types.count(2898) || types.count(2913));
   EXPECT_TRUE(types.count(3650) || types.count(3652));
   std::set<std::string> multiLink;

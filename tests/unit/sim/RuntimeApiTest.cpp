@@ -339,7 +339,7 @@ TEST_F(RuntimeApi, ControlApiListsTheRigAndRejectsBadArguments) {
   EXPECT_GT(VSimGetLastError(text, sizeof text), 15);  // the whole length, cut to the buffer
   EXPECT_EQ(std::string(text), "bad.xml:1: <boa");
   EXPECT_EQ(VSimLoadDefaultRig(), 0);
-  EXPECT_EQ(VHalGetNrOfBoards(), 7);
+  EXPECT_EQ(VHalGetNrOfBoards(), 8);
 }
 
 }  // namespace

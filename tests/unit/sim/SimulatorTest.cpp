@@ -85,7 +85,7 @@ TEST_F(SimulatorTest, ARigChangesOnlyWhileNoHandleIsOpenAndAFailedLoadLeavesNoBo
   EXPECT_EQ(simulator_.LoadDefault(), VSIM_ERROR_BUSY);  // the design is still open
   EXPECT_EQ(simulator_.Handles().CloseDesign(design), 0);
   EXPECT_EQ(simulator_.LoadDefault(), 0);
-  EXPECT_EQ(simulator_.BoardCount(), 7);
+  EXPECT_EQ(simulator_.BoardCount(), 8);
 
   // A failed load leaves no boards and its reason.
   EXPECT_EQ(simulator_.LoadText("<rig><board/></rig>", "broken.xml"), VSIM_ERROR_RIG);
