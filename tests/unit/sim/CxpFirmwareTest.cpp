@@ -356,6 +356,41 @@ TEST_F(CxpFirmware, EachFormCarriesTheCamerasOwnAnswers) {
   }
 }
 
+// Faults set through the control API spoil what the simulator's camera answers behind the FIFOs.
+TEST_F(CxpFirmware, ProtocolFaultsOfTheControlApiReachTheAcknowledgements) {
+  SetDeviceMakerForTests(Family::Cxp, nullptr);
+  Load(kForms[4]);
+  Locate(0);
+  const auto spoil = [&](uint32_t VSimProtocolFaults::*chance) {
+    VSimFaults none{};
+    none.silentAfter = -1;
+    VSimProtocolFaults protocol{};
+    protocol.*chance = 1000;
+    protocol.burstErrors = 25;
+    EXPECT_EQ(VSimSetCameraFaultsEx(0, &none, &protocol), 0);
+    Send(0, Command(false, false, 0, 4), false);
+    return Ack(0);
+  };
+  const Words error = spoil(&VSimProtocolFaults::errorPerMille);
+  ASSERT_EQ(error.size(), 2u);  // the status and the CRC
+  EXPECT_GE(error[0] & 0xFF, 0x40u);
+
+  Words badCrc = spoil(&VSimProtocolFaults::badCrcPerMille);
+  ASSERT_EQ(badCrc.size(), 4u);
+  const uint32_t crc = badCrc.back();
+  badCrc.pop_back();
+  Bytes body(badCrc.size() * 4);
+  std::memcpy(body.data(), badCrc.data(), body.size());
+  EXPECT_NE(crc, Crc(body));
+
+  const uint64_t before = Errors(0);
+  EXPECT_TRUE(spoil(&VSimProtocolFaults::burstPerMille).empty());
+  uint64_t lineErrors = 0;
+  EXPECT_EQ(VSimGetPortLineErrors(0, 0, &lineErrors), 0);
+  EXPECT_EQ(lineErrors, 25u);
+  EXPECT_EQ(Errors(0) - before, 25u);
+}
+
 TEST_F(CxpFirmware, RegisterFormsDropBadlyFramedPacketsAsTheWireWould) {
   const Spoil spoils[] = {Spoil::Crc, Spoil::NoStart, Spoil::StrayCode};
   Load(kForms[4]);
