@@ -29,6 +29,8 @@ bench: build
 	$(BUILD)/bin/frame_bench
 	$(BUILD)/bin/sim_register_bench
 	$(BUILD)/bin/feature_bench
+	$(BUILD)/bin/node_map_bench
+	$(BUILD)/bin/sim_cxp_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

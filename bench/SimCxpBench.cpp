@@ -1,6 +1,6 @@
-// A 4-byte register read round trip through the simulated CoaXPress firmware alone: the host's
-// writes and reads of the board library, the firmware's framing and routing, and a camera that
-// answers with a fixed word. Register form (FIFO registers) and queue form (data queues).
+// A 4-byte register read round trip through the simulator alone: the host's writes and reads of
+// the board library, the firmware's framing and routing, and the simulated camera's answer from
+// its bootstrap registers. Register form (FIFO registers) and queue form (data queues).
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -9,14 +9,9 @@
 #include <vector>
 
 #include "loader/vesk_hal.h"
-#include "sim/core/Transports.h"
 #include "sim/include/vesk_sim.h"
 
 namespace {
-
-using vesk::sim::Cable;
-using vesk::sim::LinkChannel;
-using vesk::sim::Packet;
 
 uint32_t Crc(const uint8_t* bytes, size_t size) {
   uint32_t crc = 0xFFFFFFFF;
@@ -29,32 +24,13 @@ uint32_t Crc(const uint8_t* bytes, size_t size) {
   return crc;
 }
 
-// Answers every command with one final acknowledgement carrying 4 bytes.
-class FixedCamera : public vesk::sim::DeviceModel {
- public:
-  explicit FixedCamera(LinkChannel& channel) : channel_(channel) {
-    const uint8_t body[] = {0, 0, 0, 0, 0, 0, 0, 4, 0xC0, 0xA7, 0x9A, 0xE5};
-    answer_.assign(4, 3);
-    answer_.insert(answer_.end(), body, body + sizeof body);
-    const uint32_t crc = Crc(body, sizeof body);
-    for (int shift = 0; shift < 32; shift += 8) answer_.push_back(uint8_t(crc >> shift));
-  }
-  void FromBoard(const Packet&) override { channel_.ToBoard(answer_); }
-
- private:
-  LinkChannel& channel_;
-  Packet answer_;
-};
-
-// A board of the design with the fixed camera on port 0, at a speed the camera takes.
+// A board of the design with the simulator's camera on port 0, at the speed the ports start at.
 class Rig {
  public:
   explicit Rig(const char* design) {
-    vesk::sim::SetDeviceMakerForTests(
-        vesk::sim::Family::Cxp,
-        [](const Cable&, LinkChannel& channel) { return std::make_shared<FixedCamera>(channel); });
-    const std::string text = std::string("<rig><board type='2917' ports='4' design='") + design +
-                             "'/><camera id='cam'><link board='0' port='0'/></camera></rig>";
+    const std::string text =
+        std::string("<rig><board type='2917' ports='4' design='") + design +
+        "'/><camera id='cam' speeds='1250'><link board='0' port='0'/></camera></rig>";
     ok_ = VSimLoadRigText(text.c_str(), "bench rig") == 0;
     device_ = VHalInitDevice(0);
     design_ = VSimDesignLoad(device_);
@@ -62,7 +38,6 @@ class Rig {
   ~Rig() {
     VSimDesignFree(design_);
     VHalFreeDevice(device_);
-    vesk::sim::SetDeviceMakerForTests(vesk::sim::Family::Cxp, nullptr);
   }
   bool Ok() const { return ok_ && design_; }
   int Id(const char* name) const { return VSimDesignGetRegisterByName(design_, name); }
