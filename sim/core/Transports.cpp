@@ -1,8 +1,5 @@
 #include "sim/core/Transports.h"
 
-#include <map>
-#include <mutex>
-
 #include "sim/core/Board.h"
 #include "sim/device/cl/ClDevice.h"
 #include "sim/device/clhs/ClhsDevice.h"
@@ -14,24 +11,6 @@
 #include "sim/firmware/gige/GigeFirmware.h"
 
 namespace vesk::sim {
-
-namespace {
-
-std::mutex makersMutex;
-std::map<Family, DeviceMaker> testMakers;
-
-DeviceMaker TestMakerOf(Family family) {
-  std::lock_guard<std::mutex> lock(makersMutex);
-  auto found = testMakers.find(family);
-  return found == testMakers.end() ? nullptr : found->second;
-}
-
-}  // namespace
-
-void SetDeviceMakerForTests(Family family, DeviceMaker maker) {
-  std::lock_guard<std::mutex> lock(makersMutex);
-  testMakers[family] = std::move(maker);
-}
 
 std::unique_ptr<FirmwareModel> MakeFirmwareModel(Board& board) {
   switch (board.Variant().family) {
@@ -49,7 +28,6 @@ std::unique_ptr<FirmwareModel> MakeFirmwareModel(Board& board) {
 
 std::shared_ptr<DeviceModel> MakeDeviceModel(Family family, const Cable& cable,
                                              LinkChannel& channel) {
-  if (DeviceMaker maker = TestMakerOf(family)) return maker(cable, channel);
   switch (family) {
     case Family::Cxp:
       return MakeCxpDevice(cable, channel);

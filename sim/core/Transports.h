@@ -1,7 +1,6 @@
 #ifndef VESK_SIM_CORE_TRANSPORTS_H
 #define VESK_SIM_CORE_TRANSPORTS_H
 
-#include <functional>
 #include <memory>
 
 #include "sim/core/DesignVariant.h"
@@ -19,11 +18,6 @@ class Board;
 std::unique_ptr<FirmwareModel> MakeFirmwareModel(Board& board);
 std::shared_ptr<DeviceModel> MakeDeviceModel(Family family, const Cable& cable,
                                              LinkChannel& channel);
-
-// Tests of one half put a device model of their own in place of the transport's; an empty maker
-// gives the transport's back. Set it before the cables are plugged.
-using DeviceMaker = std::function<std::shared_ptr<DeviceModel>(const Cable&, LinkChannel&)>;
-void SetDeviceMakerForTests(Family family, DeviceMaker maker);
 
 }  // namespace vesk::sim
 
