@@ -2,9 +2,11 @@
 // camera behind it. Packets are built here from the standard's layouts.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -43,6 +45,21 @@ const Form kForms[] = {{"cxp-drp", 2641, 1},
                        {"cxp-transceiver-regs", 2917, 10},
                        {"cxp-camera-ctrl", 2656, 16}};
 
+// What a reader of the acknowledgement FIFO makes of what came.
+std::string Classify(Words words) {
+  if (words.empty()) return "none";
+  const uint32_t status = words[0] & 0xFF;
+  if (status == 2) return "tentative";
+  if (status == 4) return "wait";
+  if (status >= 0x40) return "error";
+  if (status != 0) return "unknown";
+  const uint32_t crc = words.back();
+  words.pop_back();
+  Bytes body(words.size() * 4);
+  std::memcpy(body.data(), words.data(), body.size());
+  return crc == BitwiseCrc(body.data(), body.size()) ? "answer" : "bad CRC";
+}
+
 class CxpFirmware : public ::testing::Test {
  protected:
   void TearDown() override { Close(); }
@@ -51,15 +68,17 @@ class CxpFirmware : public ::testing::Test {
     if (device_) VHalFreeDevice(std::exchange(device_, nullptr));
   }
 
-  // A rig of one four-port board of the form, the camera on cameraPort.
+  // A rig of one four-port board of the form, the camera's links on the ports from cameraPort.
   void Load(const Form& form, unsigned cameraPort = 0, const std::string& extra = "",
-            const std::string& camera = "") {
+            const std::string& camera = "", unsigned links = 1) {
     Close();
     form_ = form;
-    const std::string rig =
-        "<rig><board type='" + std::to_string(form.type) + "' ports='4' design='" + form.design +
-        "' " + extra + "/><camera id='cam' speeds='3125' " + camera + "><link board='0' port='" +
-        std::to_string(cameraPort) + "'/></camera></rig>";
+    std::string rig = "<rig><board type='" + std::to_string(form.type) + "' ports='4' design='" +
+                      form.design + "' " + extra + "/><camera id='cam' speeds='3125' " + camera +
+                      ">";
+    for (unsigned port = cameraPort; port < cameraPort + links; ++port)
+      rig += "<link board='0' port='" + std::to_string(port) + "'/>";
+    rig += "</camera></rig>";
     ASSERT_EQ(VSimLoadRigText(rig.c_str(), "cxp rig"), 0);
     device_ = VHalInitDevice(0);
     design_ = VSimDesignLoad(device_);
@@ -208,6 +227,27 @@ class CxpFirmware : public ::testing::Test {
     return AsWords(Bytes(packet.begin() + 4, packet.end() - (QueueForm() ? 4 : 0)));
   }
   Words Magic() const { return Reply(false, 0, {0xC0, 0xA7, 0x9A, 0xE5}); }
+  // A late acknowledgement, once it has come or by the bound.
+  Words AckWithin(unsigned port) {
+    Words words;
+    for (int tries = 0; tries < 2000 && words.empty(); ++tries) {
+      words = Ack(port);
+      if (words.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return words;
+  }
+  // The classes of forty answers under a mix of faults that spoil them at once.
+  std::vector<std::string> Sequence(uint32_t seed) {
+    VSimFaults plain{seed, 150, 0, 0, 0, 0, -1};
+    VSimProtocolFaults protocol{0, 0, 150, 150, 150, 0, 0};
+    EXPECT_EQ(VSimSetCameraFaultsEx(0, &plain, &protocol), 0);
+    std::vector<std::string> classes;
+    for (int i = 0; i < 40; ++i) {
+      Send(0, Command(false, false, 0, 4));
+      classes.push_back(Classify(Ack(0)));
+    }
+    return classes;
+  }
   // A burst of errors on the line of port 0 loses one answer of the camera.
   void LoseAnswerInBurst(uint32_t errors) {
     VSimFaults none{};
@@ -253,31 +293,64 @@ TEST_F(CxpFirmware, EachFormCarriesTheCamerasOwnAnswers) {
   }
 }
 
-// Faults set through the control API spoil what the simulator's camera answers behind the FIFOs;
-// the line error burst is in the counters' test.
-TEST_F(CxpFirmware, ProtocolFaultsOfTheControlApiReachTheAcknowledgements) {
+struct FaultRow {
+  const char* name;
+  uint32_t VSimFaults::*plain;
+  uint32_t VSimProtocolFaults::*protocol;
+  const char* first;
+  bool answerLater;
+};
+
+// Each fault of the control API, set on the camera at certainty, on a read of its magic value.
+TEST_F(CxpFirmware, EachFaultOfTheControlApiSpoilsTheAnswerItsWay) {
+  const FaultRow rows[] = {
+      {"wait", nullptr, &VSimProtocolFaults::waitPerMille, "wait", true},
+      {"tentative", nullptr, &VSimProtocolFaults::tentativePerMille, "tentative", true},
+      {"late", &VSimFaults::delayPerMille, nullptr, "none", true},
+      {"unknown status", nullptr, &VSimProtocolFaults::unknownPerMille, "unknown", false},
+      {"error status", nullptr, &VSimProtocolFaults::errorPerMille, "error", false},
+      {"bad CRC", nullptr, &VSimProtocolFaults::badCrcPerMille, "bad CRC", false},
+      {"no answer", &VSimFaults::dropPerMille, nullptr, "none", false},
+      {"silent", nullptr, nullptr, "none", false},
+  };
   Load(kForms[4]);
   Locate(0);
-  const auto spoil = [&](uint32_t VSimProtocolFaults::*chance) {
-    VSimFaults none{};
-    none.silentAfter = -1;
+  for (const FaultRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    VSimFaults plain{7, 0, 0, 0, 0, 20, row.plain || row.protocol ? -1 : 0};
     VSimProtocolFaults protocol{};
-    protocol.*chance = 1000;
-    EXPECT_EQ(VSimSetCameraFaultsEx(0, &none, &protocol), 0);
+    if (row.plain) plain.*row.plain = 1000;
+    if (row.protocol) protocol.*row.protocol = 1000;
+    ASSERT_EQ(VSimSetCameraFaultsEx(0, &plain, &protocol), 0);
     Send(0, Command(false, false, 0, 4));
-    return Ack(0);
-  };
-  const Words error = spoil(&VSimProtocolFaults::errorPerMille);
-  ASSERT_EQ(error.size(), 2u);  // the status and the CRC
-  EXPECT_GE(error[0] & 0xFF, 0x40u);
+    EXPECT_EQ(Classify(Ack(0)), row.first);
+    if (row.answerLater) EXPECT_EQ(AckWithin(0), Magic());
+  }
+}
 
-  Words badCrc = spoil(&VSimProtocolFaults::badCrcPerMille);
-  ASSERT_EQ(badCrc.size(), 4u);
-  const uint32_t crc = badCrc.back();
-  badCrc.pop_back();
-  Bytes body(badCrc.size() * 4);
-  std::memcpy(body.data(), badCrc.data(), body.size());
-  EXPECT_NE(crc, BitwiseCrc(body.data(), body.size()));
+TEST_F(CxpFirmware, ASeedGivesTheSameFaultsEveryTime) {
+  Load(kForms[4]);
+  Locate(0);
+  EXPECT_EQ(Sequence(5), Sequence(5));
+  EXPECT_NE(Sequence(5), Sequence(6));
+}
+
+// A two-link camera: each link tells its own connection ID, and both carry the host connection ID
+// written on the master.
+TEST_F(CxpFirmware, ExtensionLinksTellTheirIdAndTheMastersHostId) {
+  Load(kForms[4], 0, "", "", 2);
+  Locate(0);
+  Locate(1);
+  Send(0, sim::Write(0x4008, Word(0x0103)));
+  EXPECT_EQ(Ack(0), Reply(false, 1));
+  for (unsigned link = 0; link < 2; ++link) {
+    Send(link, sim::Read(0x4004, 4));
+    EXPECT_EQ(Ack(link), Reply(false, 0, Word(link)));
+    Send(link, sim::Read(0x4008, 4));
+    EXPECT_EQ(Ack(link), Reply(false, 0, Word(0x0103)));
+  }
+  Send(1, sim::Write(0x4008, Word(0x0203)));
+  EXPECT_EQ(Ack(1), Reply(false, 0x43)) << "written on the master only";
 }
 
 TEST_F(CxpFirmware, RegisterFormsDropBadlyFramedPacketsAsTheWireWould) {
