@@ -25,6 +25,23 @@ Bytes HostWord(uint32_t value) {
   return bytes;
 }
 
+uint8_t Byte(uint32_t value) { return static_cast<uint8_t>(value); }
+
+// A word as the wire carries it: big-endian.
+Bytes Be(uint32_t value) {
+  return {Byte(value >> 24), Byte(value >> 16), Byte(value >> 8), Byte(value)};
+}
+
+// The command header of the GigE Vision standard: key 0x42, flags, command, length, request id.
+Bytes Header(uint8_t flags, unsigned int command, unsigned int length, unsigned int requestId) {
+  Bytes header = {0x42, flags};
+  for (unsigned int field : {command, length, requestId}) {
+    header.push_back(Byte(field >> 8));
+    header.push_back(Byte(field));
+  }
+  return header;
+}
+
 // Bytes written out from the command layouts of the GigE Vision standard.
 struct CommandRow {
   const char* name;
@@ -59,75 +76,30 @@ const Bytes kResendIds = {0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
 
 INSTANTIATE_TEST_SUITE_P(
     Commands, GvcpCommand,
-    testing::Values(
-        CommandRow{"Discovery",
-                   0x02,
-                   0,
-                   0x12345,
-                   Bytes(64),
-                   64,
-                   0x11,
-                   {0x42, 0x11, 0x00, 0x02, 0x00, 0x00, 0x23, 0x45}},
-        CommandRow{"ReadRegCcp",
-                   0x80,
-                   0x0A00,
-                   7,
-                   Bytes(4),
-                   4,
-                   0x01,
-                   {0x42, 0x01, 0x00, 0x80, 0x00, 0x04, 0x00, 0x07, 0x00, 0x00, 0x0A, 0x00}},
-        CommandRow{"ReadRegSixBytesAsksTwoWords",
-                   0x80,
-                   0x0938,
-                   1,
-                   Bytes(8),
-                   6,
-                   0x01,
-                   {0x42, 0x01, 0x00, 0x80, 0x00, 0x08, 0x00, 0x01, 0x00, 0x00, 0x09, 0x38, 0x00,
-                    0x00, 0x09, 0x39}},
-        CommandRow{"WriteRegCcp",
-                   0x82,
-                   0x0A00,
-                   0xFFFF,
-                   HostWord(2),
-                   4,
-                   0x01,
-                   {0x42, 0x01, 0x00, 0x82, 0x00, 0x08, 0xFF, 0xFF, 0x00, 0x00, 0x0A, 0x00, 0x00,
-                    0x00, 0x00, 0x02}},
-        CommandRow{"WriteRegShortLastWord",
-                   0x82,
-                   0x0B00,
-                   2,
-                   Concat(HostWord(0x2710), HostWord(0xABCD)),
-                   6,
-                   0x01,
-                   {0x42, 0x01, 0x00, 0x82, 0x00, 0x10, 0x00, 0x02, 0x00, 0x00, 0x0B, 0x00,
-                    0x00, 0x00, 0x27, 0x10, 0x00, 0x00, 0x0B, 0x01, 0x00, 0x00, 0xAB, 0xCD}},
-        CommandRow{"ReadMemSixBytesAsksEight",
-                   0x84,
-                   0x10000,
-                   0x10003,
-                   Bytes(8),
-                   6,
-                   0x01,
-                   {0x42, 0x01, 0x00, 0x84, 0x00, 0x08, 0x00, 0x03, 0x00, 0x01, 0x00, 0x00, 0x00,
-                    0x00, 0x00, 0x08}},
-        CommandRow{"ReadMemUrl",
-                   0x84,
-                   0x0200,
-                   9,
-                   Bytes(512),
-                   512,
-                   0x01,
-                   {0x42, 0x01, 0x00, 0x84, 0x00, 0x08, 0x00, 0x09, 0x00, 0x00, 0x02, 0x00, 0x00,
-                    0x00, 0x02, 0x00}},
-        CommandRow{"PacketResend", 0x40, 0, 1, kResendIds, 12, 0x00,
-                   Concat({0x42, 0x00, 0x00, 0x40, 0x00, 0x0C, 0x00, 0x01}, kResendIds)},
-        CommandRow{"Action", 0x100, 0, 1, kZeros12, 12, 0x01,
-                   Concat({0x42, 0x01, 0x01, 0x00, 0x00, 0x0C, 0x00, 0x01}, kZeros12)},
-        CommandRow{"WriteMemIsNotCoded", 0x86, 0x10000, 1, Bytes(4), 4, 0x01, {}},
-        CommandRow{"EventIsNotCoded", 0xC0, 0, 1, Bytes(4), 4, 0x01, {}},
-        CommandRow{"ActionWithoutItsPayload", 0x100, 0, 1, {}, 12, 0x01, {}}),
+    testing::Values(CommandRow{"Discovery", 0x02, 0, 0x12345, Bytes(64), 64, 0x11,
+                               Header(0x11, 0x02, 0, 0x2345)},
+                    CommandRow{"ReadRegCcp", 0x80, 0x0A00, 7, Bytes(4), 4, 0x01,
+                               Concat(Header(1, 0x80, 4, 7), Be(0x0A00))},
+                    CommandRow{"ReadRegSixBytesAsksTwoWords", 0x80, 0x0938, 1, Bytes(8), 6, 0x01,
+                               Concat(Header(1, 0x80, 8, 1), Concat(Be(0x0938), Be(0x0939)))},
+                    CommandRow{"WriteRegCcp", 0x82, 0x0A00, 0xFFFF, HostWord(2), 4, 0x01,
+                               Concat(Header(1, 0x82, 8, 0xFFFF), Concat(Be(0x0A00), Be(2)))},
+                    CommandRow{
+                        "WriteRegShortLastWord", 0x82, 0x0B00, 2,
+                        Concat(HostWord(0x2710), HostWord(0xABCD)), 6, 0x01,
+                        Concat(Header(1, 0x82, 16, 2), Concat(Concat(Be(0x0B00), Be(0x2710)),
+                                                              Concat(Be(0x0B01), Be(0xABCD))))},
+                    CommandRow{"ReadMemSixBytesAsksEight", 0x84, 0x10000, 0x10003, Bytes(8), 6,
+                               0x01, Concat(Header(1, 0x84, 8, 3), Concat(Be(0x10000), Be(8)))},
+                    CommandRow{"ReadMemUrl", 0x84, 0x0200, 9, Bytes(512), 512, 0x01,
+                               Concat(Header(1, 0x84, 8, 9), Concat(Be(0x0200), Be(512)))},
+                    CommandRow{"PacketResend", 0x40, 0, 1, kResendIds, 12, 0x00,
+                               Concat(Header(0, 0x40, 12, 1), kResendIds)},
+                    CommandRow{"Action", 0x100, 0, 1, kZeros12, 12, 0x01,
+                               Concat(Header(1, 0x100, 12, 1), kZeros12)},
+                    CommandRow{"WriteMemIsNotCoded", 0x86, 0x10000, 1, Bytes(4), 4, 0x01, {}},
+                    CommandRow{"EventIsNotCoded", 0xC0, 0, 1, Bytes(4), 4, 0x01, {}},
+                    CommandRow{"ActionWithoutItsPayload", 0x100, 0, 1, {}, 12, 0x01, {}}),
     [](const testing::TestParamInfo<CommandRow>& info) { return info.param.name; });
 
 TEST(GvcpCommandBuffer, NullPacketIsRefused) {
