@@ -53,9 +53,9 @@ void CheckAck(const Packet& command, const Packet& ack) {
 
 struct Bench {
   Bench() {
-    unit->spec.links.resize(2);
-    unit->spec.defaultLinks = 2;
-    unit->spec.controlPacketSize = 256;
+    unit->described.links.resize(2);
+    unit->described.defaultLinks = 2;
+    unit->described.controlPacketSize = 256;
     unit->camera = vesk::sim::Camera::Create("AreaScan", {}, vesk::sim::XmlForm::Zipped,
                                              vesk::sim::Endianness::Big);
     channel.SetCable({unit, 0}, vesk::sim::MakeCxpDevice({unit, 0}, channel));

@@ -24,27 +24,29 @@ constexpr unsigned long kPhyStateChanged = 2;
 
 }  // namespace
 
-Board::Board(const RigBoard& spec, const DesignVariant& variant)
-    : spec_(spec), variant_(variant), registers_(ExpandRegisters(variant, spec.ports)) {
+Board::Board(const RigBoard& described, const DesignVariant& variant)
+    : described_(described),
+      variant_(variant),
+      registers_(ExpandRegisters(variant, described.ports)) {
   for (const QueueBlock& block : variant.queues) {
-    const int count = block.perPort * static_cast<int>(spec.ports);
+    const int count = block.perPort * static_cast<int>(described.ports);
     for (int queue = block.first; queue < block.first + count; ++queue) {
       queues_.emplace(queue, std::make_unique<DataQueue>(block.unit));
     }
   }
-  for (unsigned port = 0; port < spec.ports; ++port) {
+  for (unsigned port = 0; port < described.ports; ++port) {
     ports_.push_back(std::make_unique<Port>());
-    auto faults = spec.portFaults.find(port);
-    if (faults != spec.portFaults.end()) ports_.back()->Faults().Set(faults->second);
+    auto faults = described.portFaults.find(port);
+    if (faults != described.portFaults.end()) ports_.back()->Faults().Set(faults->second);
   }
-  if (variant.cameraController) controller_ = std::make_unique<CameraControl>(spec.ports);
+  if (variant.cameraController) controller_ = std::make_unique<CameraControl>(described.ports);
 }
 
 int Board::InfoInt(const char* key) const {
   if (!key) return VSIM_ERROR_INVALID_ARGUMENT;
-  if (std::strcmp(key, "board/type") == 0) return spec_.type;
-  if (std::strcmp(key, "board/serial") == 0) return spec_.serial;
-  if (std::strcmp(key, "ports/gige") == 0) return static_cast<int>(spec_.gigePorts);
+  if (std::strcmp(key, "board/type") == 0) return described_.type;
+  if (std::strcmp(key, "board/serial") == 0) return described_.serial;
+  if (std::strcmp(key, "ports/gige") == 0) return static_cast<int>(described_.gigePorts);
   return VSIM_ERROR_INVALID_ARGUMENT;
 }
 

@@ -33,15 +33,15 @@ struct BoardCounters {
 // arguments and answers with a status. Safe to use from several threads.
 class Board {
  public:
-  Board(const RigBoard& spec, const DesignVariant& variant);
+  Board(const RigBoard& described, const DesignVariant& variant);
   Board(const Board&) = delete;
   Board& operator=(const Board&) = delete;
 
   // Once, right after construction.
   void AttachFirmware(std::unique_ptr<FirmwareModel> firmware) { firmware_ = std::move(firmware); }
 
-  int Index() const { return spec_.index; }
-  const RigBoard& Spec() const { return spec_; }
+  int Index() const { return described_.index; }
+  const RigBoard& Described() const { return described_; }
   const DesignVariant& Variant() const { return variant_; }
   // "board/type", "board/serial" or "ports/gige".
   int InfoInt(const char* key) const;
@@ -84,7 +84,7 @@ class Board {
   void ReleaseQueueLocksOf(const void* owner);
 
  private:
-  const RigBoard spec_;
+  const RigBoard described_;
   const DesignVariant& variant_;
   RegisterTable registers_;
   std::map<int, std::unique_ptr<DataQueue>> queues_;

@@ -15,7 +15,7 @@ namespace vesk::sim {
 // A camera of the rig: its description (whose links say where they were plugged when the rig
 // loaded), the camera model that answers for it, its faults and its transport's link state.
 struct CameraUnit {
-  RigCamera spec;
+  RigCamera described;
   std::unique_ptr<Camera> camera;
   FaultPlan faults;
 
@@ -25,7 +25,7 @@ struct CameraUnit {
     if (!links_) links_ = make();
     return links_;
   }
-  // Null until a device model made it: the links then run at every speed of spec.
+  // Null until a device model made it: the links then run at every speed the rig gives.
   std::shared_ptr<LinkState> Links() const {
     std::lock_guard<std::mutex> lock(linksMutex_);
     return links_;

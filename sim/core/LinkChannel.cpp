@@ -50,7 +50,7 @@ bool LinkChannel::LockedHeld() const {
   if (const std::shared_ptr<LinkState> links = cable_.camera->Links()) {
     return links->Runs(cable_.link, speed_);
   }
-  const std::vector<uint32_t>& speeds = cable_.camera->spec.speeds;
+  const std::vector<uint32_t>& speeds = cable_.camera->described.speeds;
   return speeds.empty() || std::find(speeds.begin(), speeds.end(), speed_) != speeds.end();
 }
 

@@ -57,31 +57,33 @@ int Simulator::Load(const std::function<Rig()>& read) {
 }
 
 void Simulator::Install(const Rig& rig) {
-  for (const RigBoard& spec : rig.boards) {
-    auto board = std::make_shared<Board>(spec, *FindDesignVariant(spec.design));
+  for (const RigBoard& described : rig.boards) {
+    auto board = std::make_shared<Board>(described, *FindDesignVariant(described.design));
     board->AttachFirmware(MakeFirmwareModel(*board));
     boards_.push_back(std::move(board));
   }
   const std::vector<std::string> models = Camera::ModelNames();
-  for (const RigCamera& spec : rig.cameras) {
+  for (const RigCamera& described : rig.cameras) {
     auto unit = std::make_shared<CameraUnit>();
-    unit->spec = spec;
+    unit->described = described;
     try {
-      if (!spec.xmlFile.empty()) {
-        unit->camera = Camera::FromXmlFile(spec.xmlFile, spec.identity, spec.form);
+      if (!described.xmlFile.empty()) {
+        unit->camera = Camera::FromXmlFile(described.xmlFile, described.identity, described.form);
       } else if (!models.empty()) {
-        if (unit->spec.model.empty()) unit->spec.model = models.front();
-        unit->camera = Camera::Create(unit->spec.model, spec.identity, spec.form, spec.endianness);
+        if (unit->described.model.empty()) unit->described.model = models.front();
+        unit->camera = Camera::Create(unit->described.model, described.identity, described.form,
+                                      described.endianness);
       } else {
         throw std::runtime_error("the simulator has no camera models");
       }
     } catch (const std::exception& error) {
-      throw RigError(rig.source, spec.line, "camera id=\"" + spec.id + "\"", error.what());
+      throw RigError(rig.source, described.line, "camera id=\"" + described.id + "\"",
+                     error.what());
     }
-    unit->faults.Set(spec.faults);
+    unit->faults.Set(described.faults);
     cameras_.push_back(unit);
-    for (unsigned link = 0; link < spec.links.size(); ++link) {
-      const RigLink& at = spec.links[link];
+    for (unsigned link = 0; link < described.links.size(); ++link) {
+      const RigLink& at = described.links[link];
       if (at.board >= 0) boards_[static_cast<size_t>(at.board)]->SetCable(at.port, {unit, link});
     }
   }
@@ -111,7 +113,7 @@ std::shared_ptr<CameraUnit> Simulator::CameraAt(int index) const {
 int Simulator::FindCamera(const std::string& id) const {
   std::lock_guard<std::mutex> lock(mutex_);
   for (size_t i = 0; i < cameras_.size(); ++i) {
-    if (cameras_[i]->spec.id == id) return static_cast<int>(i);
+    if (cameras_[i]->described.id == id) return static_cast<int>(i);
   }
   return VSIM_ERROR_NO_SUCH_CAMERA;
 }
@@ -142,7 +144,7 @@ int Simulator::Plug(int board, unsigned port, int camera, unsigned link) {
     return VSIM_ERROR_NO_SUCH_CAMERA;
   }
   const std::shared_ptr<CameraUnit>& unit = cameras_[static_cast<size_t>(camera)];
-  if (link >= unit->spec.links.size()) return VSIM_ERROR_INVALID_ARGUMENT;
+  if (link >= unit->described.links.size()) return VSIM_ERROR_INVALID_ARGUMENT;
   if (target->GetCable().camera) return VSIM_ERROR_PORT_IN_USE;
   for (const auto& other : boards_) {
     for (unsigned p = 0; p < other->PortCount(); ++p) {

@@ -94,13 +94,13 @@ VSIM_EXPORT int VSimGetNrOfBoards(void) { return Simulator::Get().BoardCount(); 
 VSIM_EXPORT int VSimGetBoardInfo(int board, VSimBoardInfo* info) {
   if (!info) return VSIM_ERROR_INVALID_ARGUMENT;
   return WithBoard(board, [&](Board& found) {
-    const vesk::sim::RigBoard& spec = found.Spec();
+    const vesk::sim::RigBoard& described = found.Described();
     *info = VSimBoardInfo{};
-    info->type = spec.type;
-    info->serial = spec.serial;
-    info->ports = spec.ports;
-    info->gigePorts = spec.gigePorts;
-    CopyText(info->design, spec.design);
+    info->type = described.type;
+    info->serial = described.serial;
+    info->ports = described.ports;
+    info->gigePorts = described.gigePorts;
+    CopyText(info->design, described.design);
     CopyText(info->designName, found.Variant().designName);
     return 0;
   });
@@ -112,13 +112,13 @@ VSIM_EXPORT int VSimGetCameraInfo(int camera, VSimCameraInfo* info) {
   if (!info) return VSIM_ERROR_INVALID_ARGUMENT;
   std::shared_ptr<vesk::sim::CameraUnit> unit = Simulator::Get().CameraAt(camera);
   if (!unit) return VSIM_ERROR_NO_SUCH_CAMERA;
-  const vesk::sim::RigCamera& spec = unit->spec;
+  const vesk::sim::RigCamera& described = unit->described;
   *info = VSimCameraInfo{};
-  CopyText(info->id, spec.id);
-  CopyText(info->model, spec.xmlFile.empty() ? spec.model : spec.xmlFile);
-  info->links = static_cast<unsigned>(spec.links.size());
-  info->defaultLinks = spec.defaultLinks;
-  info->defaultSpeed = spec.defaultSpeed;
+  CopyText(info->id, described.id);
+  CopyText(info->model, described.xmlFile.empty() ? described.model : described.xmlFile);
+  info->links = static_cast<unsigned>(described.links.size());
+  info->defaultLinks = described.defaultLinks;
+  info->defaultSpeed = described.defaultSpeed;
   return 0;
 }
 

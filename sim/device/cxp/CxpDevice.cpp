@@ -162,7 +162,7 @@ std::shared_ptr<DeviceModel> MakeCxpDevice(const Cable& cable, LinkChannel& chan
   if (!cable.camera || !cable.camera->camera) return nullptr;
   CameraUnit& unit = *cable.camera;
   auto bootstrap = std::dynamic_pointer_cast<CxpBootstrap>(
-      unit.Links([&] { return std::make_shared<CxpBootstrap>(unit.spec, *unit.camera); }));
+      unit.Links([&] { return std::make_shared<CxpBootstrap>(unit.described, *unit.camera); }));
   // A camera whose links another transport made its own answers there only.
   if (!bootstrap) return nullptr;
   return std::make_shared<CxpDevice>(channel, cable.link, std::move(bootstrap));

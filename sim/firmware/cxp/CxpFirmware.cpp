@@ -74,7 +74,7 @@ CxpFirmware::CxpFirmware(Board& board)
     : board_(board),
       form_(board.Variant().form),
       ports_(board.PortCount()),
-      power_(board.Spec().type, Channels()),
+      power_(board.Described().type, Channels()),
       dataPathStates_(ports_, 0) {
   for (unsigned port = 0; port < ports_; ++port) {
     transceivers_.push_back(
@@ -219,8 +219,9 @@ uint64_t CxpFirmware::Status(unsigned port) {
 }
 
 void CxpFirmware::InstallTransceiverRegisters() {
-  const uint64_t mask =
-      CxpBoardGroupOf(board_.Spec().type) == CxpBoardGroup::Gen1 ? kGen1CounterMask : kCounterMask;
+  const uint64_t mask = CxpBoardGroupOf(board_.Described().type) == CxpBoardGroup::Gen1
+                            ? kGen1CounterMask
+                            : kCounterMask;
   InstallPerPort("CxpTransceiverStatus_", [this](unsigned port) { return Status(port); });
   InstallPerPort("CxpTransceiverNotInTable_", [this, mask](unsigned port) {
     return transceivers_[port]->Errors().notInTable & mask;
@@ -291,9 +292,9 @@ void CxpFirmware::InstallSelectorRegisters() {
   Install("rDiscoverySelect",
           [this](uint64_t& value) { return value = multiplexer_.Selector(), 0; });
   Install("DiscoveryAppletMasterID",
-          [this](uint64_t& value) { return value = board_.Spec().operatorMasters, 0; });
+          [this](uint64_t& value) { return value = board_.Described().operatorMasters, 0; });
   Install("DiscoveryAppletExtensionID",
-          [this](uint64_t& value) { return value = board_.Spec().operatorExtensions, 0; });
+          [this](uint64_t& value) { return value = board_.Described().operatorExtensions, 0; });
 }
 
 void CxpFirmware::InstallPowerRegisters() {

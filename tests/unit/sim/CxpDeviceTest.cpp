@@ -68,12 +68,12 @@ struct Wiring {
 class PluggedCamera {
  public:
   explicit PluggedCamera(const Wiring& setup) : ports(setup.links) {
-    unit->spec.speeds = setup.speeds;
-    unit->spec.defaultSpeed = 6250;
-    unit->spec.links.resize(setup.links);
-    unit->spec.defaultLinks = setup.links;
-    unit->spec.cxpRevision = setup.revision;
-    unit->spec.controlPacketSize = 512;
+    unit->described.speeds = setup.speeds;
+    unit->described.defaultSpeed = 6250;
+    unit->described.links.resize(setup.links);
+    unit->described.defaultLinks = setup.links;
+    unit->described.cxpRevision = setup.revision;
+    unit->described.controlPacketSize = 512;
     const CameraIdentity identity{"Acme", "Fast 2", "0042", "1.2", "left"};
     unit->camera = setup.xmlFile.empty()
                        ? Camera::Create("AreaScan", identity, XmlForm::Zipped, Endianness::Big)

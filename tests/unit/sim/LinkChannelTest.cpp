@@ -94,7 +94,7 @@ TEST(LinkChannel, CablesSpeedsAndFaultsActOnTheTrafficBetweenTheHalves) {
     LinkChannel channel;
     channel.SetReceiver([&](const Packet& packet) { received(packet); });
     auto camera = std::make_shared<CameraUnit>();
-    camera->spec.speeds = row.offered;
+    camera->described.speeds = row.offered;
     camera->faults.Set(row.camera);
     channel.Faults().Set(row.port);
     if (row.plugged) channel.SetCable({camera, 0}, std::make_shared<EchoDevice>(channel));

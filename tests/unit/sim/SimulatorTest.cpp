@@ -48,7 +48,7 @@ TEST_F(SimulatorTest, BuildsTheRigWithItsCablesAndFaults) {
   std::shared_ptr<CameraUnit> dual = simulator_.CameraAt(0);
   ASSERT_NE(dual, nullptr);
   ASSERT_NE(dual->camera, nullptr);
-  EXPECT_EQ(dual->spec.model, Camera::ModelNames().front());
+  EXPECT_EQ(dual->described.model, Camera::ModelNames().front());
   EXPECT_EQ(dual->faults.Next(), Fault::Silent);
   EXPECT_EQ(Cable(0, 1), std::make_tuple(0, 0, 1u));
   EXPECT_EQ(std::get<0>(Cable(0, 2)), VSIM_ERROR_NO_CABLE);
