@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <memory>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "vesk_genicam/impl/CxpBufferRW.h"
@@ -44,7 +46,7 @@ Bytes Payload(unsigned int words) {
 
 std::vector<unsigned int> Words(const Bytes& bytes) {
   std::vector<unsigned int> words(bytes.size() / 4 + 1);
-  std::memcpy(words.data(), bytes.data(), bytes.size());
+  if (!bytes.empty()) std::memcpy(words.data(), bytes.data(), bytes.size());
   return words;
 }
 
@@ -131,6 +133,8 @@ struct StatusRow {
   int result;
 };
 
+void PrintTo(const StatusRow& row, std::ostream* os) { *os << "result " << row.result; }
+
 class CxpAckStatus : public testing::TestWithParam<StatusRow> {};
 
 TEST_P(CxpAckStatus, Classifies) {
@@ -163,7 +167,13 @@ INSTANTIATE_TEST_SUITE_P(
         StatusRow{Rep(0x80), false, MLO_ERR_CXP_CRC},
         StatusRow{Be(0x01010100), false, MLO_ERR_CXP_MALFORMED},
         StatusRow{Rep(0x05), false, MLO_ERR_CXP_MALFORMED},
-        StatusRow{{}, false, MLO_ERR_INVALID_DATA}, StatusRow{Rep(1), true, MLO_ERR_INVALID_DATA}));
+        StatusRow{{}, false, MLO_ERR_INVALID_DATA}, StatusRow{Rep(1), true, MLO_ERR_INVALID_DATA}),
+    // By place and result: a row's bytes would name it by where they lie in memory.
+    [](const testing::TestParamInfo<StatusRow>& info) {
+      const int result = info.param.result;
+      return std::to_string(info.index) + (result < 0 ? "_Minus" : "_") +
+             std::to_string(std::abs(result));
+    });
 
 // Acknowledgements with payload, and what is taken out of them into eight words of room.
 struct DataRow {
