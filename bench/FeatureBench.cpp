@@ -8,20 +8,14 @@
 #include <string>
 
 #include "genapi/impl/PortDevice.h"
+#include "tests/support/Descriptions.h"
 #include "tests/support/TestPort.h"
 #include "vesk_genicam/impl/CameraInterface.h"
 #include "vesk_genicam/impl/LibraryLogger.h"
 
 namespace {
 
-std::string FakeCameraDescription() {
-  ArvFakeCamera* camera = arv_fake_camera_new("FEATURE-BENCH");
-  size_t size = 0;
-  const char* xml = arv_fake_camera_get_genicam_xml(camera, &size);
-  std::string text(xml, size);
-  g_object_unref(camera);
-  return text;
-}
+using vesk::test::FakeCameraDescription;
 
 // The same description with Width's register read from the camera on every access.
 std::string UncachedDescription() {

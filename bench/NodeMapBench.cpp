@@ -8,18 +8,12 @@
 
 #include "genapi/GenApi.h"
 #include "genapi/impl/DescriptionText.h"
+#include "tests/support/Descriptions.h"
 
 namespace {
 
 const std::string& Description() {
-  static const std::string text = [] {
-    ArvFakeCamera* camera = arv_fake_camera_new("NODE-MAP-BENCH");
-    size_t size = 0;
-    const char* xml = arv_fake_camera_get_genicam_xml(camera, &size);
-    std::string copy(xml, size);
-    g_object_unref(camera);
-    return copy;
-  }();
+  static const std::string text = vesk::test::FakeCameraDescription();
   return text;
 }
 
