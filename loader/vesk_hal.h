@@ -80,7 +80,8 @@ int VHalDataQueueReadBufferLong(PLdevice* device, int queue, uint32_t* words, un
                                 unsigned int timeoutMs);
 int VHalDataQueueWriteBufferLong(PLdevice* device, int queue, const uint32_t* words,
                                  unsigned int size, unsigned int timeoutMs);
-/* Claims a queue for the calling process; a queue held by another owner gives a negative status. */
+/* Claims a queue for the calling handle. A queue that another handle has claimed gives a negative
+ * status to claims, clears, word counts, reads and writes through any other handle. */
 int VHalDataQueueAcquireLock(PLdevice* device, int queue);
 int VHalDataQueueReleaseLock(PLdevice* device, int queue);
 

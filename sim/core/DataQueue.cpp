@@ -70,6 +70,11 @@ int DataQueue::ReleaseLock(const void* owner) {
   return 0;
 }
 
+bool DataQueue::ClaimedByOther(const void* handle) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return owner_ && owner_ != handle;
+}
+
 void DataQueue::ReleaseLockOf(const void* owner) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (owner_ == owner) owner_ = nullptr;

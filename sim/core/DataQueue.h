@@ -43,6 +43,9 @@ class DataQueue {
   int AcquireLock(const void* owner);
   int ReleaseLock(const void* owner);
   void ReleaseLockOf(const void* owner);
+  // Whether another handle than this one has claimed the queue: its reads, writes and clears
+  // are refused then.
+  bool ClaimedByOther(const void* handle) const;
 
   // ---- The firmware's side ----
   void SetWriteHandler(WriteHandler handler);

@@ -27,6 +27,21 @@ int WithQueue(PLdevice* device, int queue, Action action) {
   });
 }
 
+// A queue that another handle has claimed serves only its claimant.
+bool ClaimedByOther(Board& board, int queue, PLdevice* device) {
+  vesk::sim::DataQueue* found = board.Queue(queue);
+  return found && found->ClaimedByOther(device);
+}
+
+template <class Action>
+int WithOwnQueue(PLdevice* device, int queue, Action action) {
+  return WithBoard(device, [&](Board& board) {
+    if (ClaimedByOther(board, queue, device)) return VSIM_ERROR_QUEUE_LOCKED;
+    vesk::sim::DataQueue* found = board.Queue(queue);
+    return found ? action(*found) : VSIM_ERROR_NO_SUCH_QUEUE;
+  });
+}
+
 // The library asks the camera controller with the design handle as well as the board handle.
 template <class Action>
 int WithController(PLdevice* handle, Action action) {
@@ -44,6 +59,7 @@ int SetPort(PLdevice* device, PortControl item, unsigned int port, unsigned int 
 int ReadQueue(PLdevice* device, int queue, QueueUnit unit, void* units, unsigned int size,
               unsigned int timeoutMs) {
   return WithBoard(device, [&](Board& board) {
+    if (ClaimedByOther(board, queue, device)) return VSIM_ERROR_QUEUE_LOCKED;
     return board.ReadQueue(queue, unit, static_cast<uint8_t*>(units), size, timeoutMs);
   });
 }
@@ -51,6 +67,7 @@ int ReadQueue(PLdevice* device, int queue, QueueUnit unit, void* units, unsigned
 int WriteQueue(PLdevice* device, int queue, QueueUnit unit, const void* units, unsigned int size,
                unsigned int timeoutMs) {
   return WithBoard(device, [&](Board& board) {
+    if (ClaimedByOther(board, queue, device)) return VSIM_ERROR_QUEUE_LOCKED;
     return board.WriteQueue(queue, unit, static_cast<const uint8_t*>(units), size, timeoutMs);
   });
 }
@@ -96,7 +113,7 @@ VSIM_EXPORT int VHalRegisterWrite(PLdevice* device, int registerId, uint64_t val
 }
 
 VSIM_EXPORT int VHalDataQueueClear(PLdevice* device, int queue) {
-  return WithQueue(device, queue, [](vesk::sim::DataQueue& found) {
+  return WithOwnQueue(device, queue, [](vesk::sim::DataQueue& found) {
     found.Clear();
     return 0;
   });
@@ -104,11 +121,11 @@ VSIM_EXPORT int VHalDataQueueClear(PLdevice* device, int queue) {
 
 // Writes reach the firmware as they come, so there is nothing left to push.
 VSIM_EXPORT int VHalDataQueueFlush(PLdevice* device, int queue) {
-  return WithQueue(device, queue, [](vesk::sim::DataQueue&) { return 0; });
+  return WithOwnQueue(device, queue, [](vesk::sim::DataQueue&) { return 0; });
 }
 
 VSIM_EXPORT int VHalDataQueueGetNrOfWords(PLdevice* device, int queue) {
-  return WithQueue(device, queue, [](vesk::sim::DataQueue& found) { return found.Waiting(); });
+  return WithOwnQueue(device, queue, [](vesk::sim::DataQueue& found) { return found.Waiting(); });
 }
 
 VSIM_EXPORT int VHalDataQueueReadBuffer(PLdevice* device, int queue, unsigned char* bytes,

@@ -31,7 +31,7 @@ extern "C" {
 #define VSIM_ERROR_NO_SUCH_REGISTER (-3006)
 #define VSIM_ERROR_NO_SUCH_QUEUE (-3007)
 #define VSIM_ERROR_WRONG_QUEUE_UNIT (-3008) /* a byte call on a word queue or the reverse */
-#define VSIM_ERROR_QUEUE_LOCKED (-3009)     /* the queue lock is held already */
+#define VSIM_ERROR_QUEUE_LOCKED (-3009)     /* another handle has claimed the queue */
 #define VSIM_ERROR_NOT_LOCKED (-3010)       /* released by one that does not hold it */
 #define VSIM_ERROR_NOT_SUPPORTED (-3011)    /* the board's design lacks the function */
 #define VSIM_ERROR_PORT_IN_USE (-3012)      /* a cable is there already, or the link is plugged */

@@ -21,4 +21,9 @@ void RevocableWait::Reset() {
   revoked_ = false;
 }
 
+bool RevocableWait::IsRevoked() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return revoked_;
+}
+
 }  // namespace vesk::templates::platform

@@ -13,6 +13,8 @@ class RevocableWait {
   void RevocableWaitFor(unsigned int ms);
   void Revoke();
   void Reset();
+  // For polls that do not wait on the condition.
+  bool IsRevoked();
 
  private:
   bool revoked_ = false;

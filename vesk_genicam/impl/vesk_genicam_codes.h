@@ -94,6 +94,12 @@ typedef enum MloResult {
   MLO_ERR_CLHS_DEVICE_ID_REJECTED = -1506,
   MLO_ERR_CLHS_DEVICE_ID_READ_BACK = -1507,
 
+  /* CoaXPress links and transport, without text of their own. */
+  MLO_ERR_CXP_NO_LINK_LOCK = -1020,       /* no lock on the link at this speed */
+  MLO_ERR_TIMEOUT = -1997,                /* no acknowledgement in time */
+  MLO_ERR_CXP_INVALID_INTERFACE = -2031,  /* the transceivers' interface type is not known */
+  MLO_ERR_CXP_SPEED_NOT_IN_TABLE = -2075, /* no DRP values for this speed */
+
   /* CoaXPress acknowledgement status codes, negated. */
   MLO_ERR_CXP_INVALID_ADDRESS = -64,
   MLO_ERR_CXP_INVALID_DATA = -65,
