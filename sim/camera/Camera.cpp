@@ -161,12 +161,18 @@ bool Camera::Read(uint64_t address, void* bytes, size_t length) {
     if (partial) return false;
     if (!region) {
       const std::vector<uint8_t>& xml = state_->xmlFile;
-      switch (OverlapOf(address, length, kXmlAddress, xml.size())) {
+      // Memory is read in whole words: the file's last word is padded with zeros.
+      const size_t padded = (xml.size() + 3) / 4 * 4;
+      switch (OverlapOf(address, length, kXmlAddress, padded)) {
         case Overlap::Partial:
           return false;
-        case Overlap::Inside:
-          std::copy_n(xml.begin() + static_cast<ptrdiff_t>(address - kXmlAddress), length, out);
+        case Overlap::Inside: {
+          const size_t from = static_cast<size_t>(address - kXmlAddress);
+          const size_t copied = from < xml.size() ? std::min(length, xml.size() - from) : 0;
+          std::copy_n(xml.begin() + static_cast<ptrdiff_t>(from), copied, out);
+          std::fill(out + copied, out + length, uint8_t{0});
           return true;
+        }
         case Overlap::None:
           break;
       }

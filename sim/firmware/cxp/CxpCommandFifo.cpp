@@ -55,8 +55,14 @@ bool CxpCommandFifo::Sent() const {
 void CxpCommandFifo::Acknowledge(const Packet& packet) {
   if (packet.size() < 8 || packet.size() % 4 != 0) return;
   if (packet[0] != kCxpAck && packet[0] != kCxpTaggedAck) return;
+  // Only acknowledgements with a size field keep their CRC word for the host to check; of the
+  // others the host reads the tag and status alone.
+  const size_t statusAt = packet[0] == kCxpTaggedAck ? 8 : 4;
+  const bool sized = packet.size() > statusAt &&
+                     (packet[statusAt] == kCxpFinalWithPayload || packet[statusAt] == kCxpWait);
+  const size_t end = sized ? packet.size() : packet.size() - 4;
   std::lock_guard<std::mutex> lock(mutex_);
-  for (size_t at = 4; at < packet.size(); at += 4) acks_.push_back(CxpWordAt(&packet[at]));
+  for (size_t at = 4; at < end; at += 4) acks_.push_back(CxpWordAt(&packet[at]));
   acks_.push_back(kAckEnd);
   while (acks_.size() > kAckCapacity) acks_.pop_front();
 }

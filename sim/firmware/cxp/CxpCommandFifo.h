@@ -34,7 +34,8 @@ class CxpCommandFifo {
   bool Sent() const;
 
   // ---- The camera's side ----
-  // Words behind the packet-type word, the CRC last, then the end mark.
+  // Words behind the packet-type word, then the end mark; the CRC last before it where the
+  // acknowledgement has a size field.
   void Acknowledge(const Packet& packet);
 
  private:

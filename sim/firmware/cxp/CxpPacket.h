@@ -14,6 +14,9 @@ constexpr uint8_t kCxpCommand = 0x02;
 constexpr uint8_t kCxpTaggedCommand = 0x05;
 constexpr uint8_t kCxpAck = 0x03;
 constexpr uint8_t kCxpTaggedAck = 0x06;
+// Acknowledgement codes that a size field follows.
+constexpr uint8_t kCxpFinalWithPayload = 0x00;
+constexpr uint8_t kCxpWait = 0x04;
 
 // The CoaXPress CRC-32: reflected 0xEDB88320 from 0xFFFFFFFF, not inverted at the end.
 uint32_t CxpCrc(const uint8_t* bytes, size_t size);

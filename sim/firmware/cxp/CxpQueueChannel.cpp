@@ -28,6 +28,8 @@ int CxpQueueChannel::FromHost(const uint8_t* bytes, size_t size) {
 void CxpQueueChannel::Acknowledge(const Packet& packet) {
   if (packet.size() < 12 || packet.size() % 4 != 0) return;
   if (packet[0] != kCxpAck && packet[0] != kCxpTaggedAck) return;
+  // The firmware takes the CRC off, so it is the one to check it: a spoiled packet never arrives.
+  if (CxpCheckedType(packet) == 0) return;
   const size_t words = packet.size() / 4 - 2;  // neither the type word nor the CRC
   Packet out;
   out.reserve(packet.size() - 4);

@@ -16,7 +16,7 @@ class CxpTransceiver {
  public:
   // What a read of a counter adds while the link is down: a receiver without lock sees mostly
   // characters outside the 8b/10b table.
-  static constexpr uint64_t kErrorsPerRead = 16;
+  static constexpr uint64_t kErrorsPerRead = 1000;
 
   CxpTransceiver(unsigned port, unsigned form, LinkChannel& channel, const CxpPower& power);
 

@@ -220,11 +220,13 @@ class CxpFirmware : public ::testing::Test {
     EXPECT_TRUE(words.empty()) << "an acknowledgement without its end mark";
     return {};
   }
-  // The camera's acknowledgement in the words the library reads: the register form keeps the CRC.
+  // The camera's acknowledgement in the words the library reads: the register form keeps the CRC
+  // of those with a size field.
   Words Reply(bool tagged, uint8_t code, const Bytes& payload = {}) const {
     const Packet packet =
         AckPacket(tagged ? std::optional<uint8_t>(0x2A) : std::nullopt, code, payload);
-    return AsWords(Bytes(packet.begin() + 4, packet.end() - (QueueForm() ? 4 : 0)));
+    const bool crc = !QueueForm() && (code == 0 || code == 4);
+    return AsWords(Bytes(packet.begin() + 4, packet.end() - (crc ? 0 : 4)));
   }
   Words Magic() const { return Reply(false, 0, {0xC0, 0xA7, 0x9A, 0xE5}); }
   // A late acknowledgement, once it has come or by the bound.
