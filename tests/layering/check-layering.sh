@@ -30,12 +30,12 @@ sources() {
 
 # Cxp, Clhs, Cl, Gbe or Phy by a unit's name; empty for the rest.
 transport() {
-  case $(basename "$1") in
-    Clhs*) echo clhs ;;
-    Cl*) echo cl ;;
-    Cxp*) echo cxp ;;
-    Gbe*) echo gbe ;;
-    Phy* | IPhy*) echo phy ;;
+  case $1 in
+    vesk_genicam/impl/Clhs*) echo clhs ;;
+    vesk_genicam/impl/Cl*) echo cl ;;
+    vesk_genicam/impl/Cxp*) echo cxp ;;
+    vesk_genicam/impl/Gbe*) echo gbe ;;
+    vesk_genicam/impl/Phy* | vesk_genicam/impl/IPhy*) echo phy ;;
   esac
 }
 
