@@ -370,15 +370,20 @@ int CCxpPort::ReadPacketData(unsigned int timeoutMs, std::vector<unsigned int>& 
     status = ReadQueuePacket(timeoutMs, words);
   } else {
     const uint64_t start = NowMs();
-    do {
+    for (;;) {
       uint64_t value = 0;
       const int read = ReadRegister(registers_.rxAckData, value);
       if (read != 0 || (value & kAckEnd)) {
         status = read;
         break;
       }
-      if (!(value & kAckEmpty)) words.push_back(static_cast<unsigned int>(value));
-    } while (!Expired(start, timeoutMs));
+      // The clock is read only while the FIFO runs dry: words of a packet come back to back.
+      if (!(value & kAckEmpty)) {
+        words.push_back(static_cast<unsigned int>(value));
+      } else if (Expired(start, timeoutMs)) {
+        break;
+      }
+    }
   }
   logger_.Line(1, [&] {
     return Prefix() + "] ReadPacketData - Status: " + std::to_string(status) +
