@@ -283,8 +283,9 @@ void CCxpPort::LockPortQueues() {
   if (type_ != CxpIfCameraCtrl) return;
   // Another user's queues are logged and not fought over: this port's commands then fail with
   // the queue's own code.
-  if (VHalDataQueueAcquireLock(device_, rxQueue_) < 0 ||
-      VHalDataQueueAcquireLock(device_, txQueue_) < 0) {
+  const int reception = VHalDataQueueAcquireLock(device_, rxQueue_);
+  const int transmission = VHalDataQueueAcquireLock(device_, txQueue_);
+  if (reception < 0 || transmission < 0) {
     logger_.Line(5, [&] {
       return Prefix() + "] Failed to get data queue lock for port " + std::to_string(portId_) +
              "; port is already in use!";

@@ -177,7 +177,7 @@ int CCxpPort::SetUplinkBitrate(unsigned int speed, bool* changed) {
 }
 
 void CCxpPort::ResetCxpTransceiver() {
-  if (type_ == CxpIfCameraCtrl || type_ == CxpIfRateIndex || type_ == CxpIfTransceiverRegs) return;
+  if (type_ == CxpIfCameraCtrl) return;
   GenericLockGuard guard(BoardLock(transceiverLock_));
   const uint64_t bit = 1ull << portId_;
   logger_.Line(2, [&] { return Prefix() + "] Performing transceiver reset..."; });
