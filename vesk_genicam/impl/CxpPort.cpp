@@ -87,15 +87,24 @@ CCxpPort::~CCxpPort() { UnlockPortQueues(); }
 
 std::string CCxpPort::Prefix() const { return "[CCxpPort " + std::to_string(portId_); }
 
-uint64_t CCxpPort::NowMs() {
+uint64_t CCxpPort::PollTimer::NowMs() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
 }
 
-bool CCxpPort::Expired(uint64_t start, unsigned int timeoutMs) {
-  const uint64_t now = NowMs();
-  return now > start && now - start > timeoutMs;
+bool CCxpPort::PollTimer::Expired() {
+  if (!started_) {
+    started_ = true;
+    start_ = NowMs();
+    return false;
+  }
+  return ElapsedMs() > timeoutMs_;
+}
+
+uint64_t CCxpPort::PollTimer::ElapsedMs() const {
+  const uint64_t now = started_ ? NowMs() : start_;
+  return now > start_ ? now - start_ : 0;
 }
 
 void CCxpPort::SetErrorCounter() {

@@ -177,9 +177,21 @@ class CCxpPort : public IPortInterface {
   vesk::templates::patterns::GenericLock* BoardLock(
       vesk::templates::platform::InterProcessLock& lock);
   std::string Prefix() const;
-  // Milliseconds of the monotonic clock; a reading behind `start` never counts as expiry.
-  static uint64_t NowMs();
-  static bool Expired(uint64_t start, unsigned int timeoutMs);
+  // The time-out of a busy poll, in ms of the monotonic clock. The clock is first read at the
+  // first dry poll, so that a poll whose data is there at once reads none; a reading behind the
+  // first never counts as expiry.
+  class PollTimer {
+   public:
+    explicit PollTimer(unsigned int timeoutMs) : timeoutMs_(timeoutMs) {}
+    bool Expired();
+    uint64_t ElapsedMs() const;
+
+   private:
+    static uint64_t NowMs();
+    const unsigned int timeoutMs_;
+    bool started_ = false;
+    uint64_t start_ = 0;
+  };
 
   // Command engine.
   struct Exchange;

@@ -329,7 +329,7 @@ int CCxpPort::CleanRcvBuf() {
 }
 
 int CCxpPort::WaitForPacketData(unsigned int timeoutMs, std::vector<unsigned int>& words) {
-  const uint64_t start = NowMs();
+  PollTimer timer(timeoutMs);
   int status = MLO_ERR_TIMEOUT;
   // A busy poll: an acknowledgement comes within microseconds, and sleeping would cost more.
   if (type_ == CxpIfCameraCtrl) {
@@ -339,7 +339,7 @@ int CCxpPort::WaitForPacketData(unsigned int timeoutMs, std::vector<unsigned int
         status = waiting < 0 ? waiting : 0;
         break;
       }
-    } while (!Expired(start, timeoutMs));
+    } while (!timer.Expired());
   } else {
     do {
       uint64_t value = 0;
@@ -349,11 +349,11 @@ int CCxpPort::WaitForPacketData(unsigned int timeoutMs, std::vector<unsigned int
         if (read == 0) words.push_back(static_cast<unsigned int>(value));
         break;
       }
-    } while (!Expired(start, timeoutMs));
+    } while (!timer.Expired());
     if (status == MLO_ERR_TIMEOUT) {
       logger_.Line(4, [&] {
         return Prefix() + "] Timeout while waiting for CXP Packet after " +
-               std::to_string(NowMs() - start) + " ms";
+               std::to_string(timer.ElapsedMs()) + " ms";
       });
     }
   }
@@ -369,7 +369,7 @@ int CCxpPort::ReadPacketData(unsigned int timeoutMs, std::vector<unsigned int>& 
   if (type_ == CxpIfCameraCtrl) {
     status = ReadQueuePacket(timeoutMs, words);
   } else {
-    const uint64_t start = NowMs();
+    PollTimer timer(timeoutMs);
     for (;;) {
       uint64_t value = 0;
       const int read = ReadRegister(registers_.rxAckData, value);
@@ -380,7 +380,7 @@ int CCxpPort::ReadPacketData(unsigned int timeoutMs, std::vector<unsigned int>& 
       // The clock is read only while the FIFO runs dry: words of a packet come back to back.
       if (!(value & kAckEmpty)) {
         words.push_back(static_cast<unsigned int>(value));
-      } else if (Expired(start, timeoutMs)) {
+      } else if (timer.Expired()) {
         break;
       }
     }

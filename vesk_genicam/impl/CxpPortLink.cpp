@@ -223,17 +223,17 @@ uint64_t CCxpPort::GetCurrentTransceiverErrorCount() {
 
 int CCxpPort::WaitForLinkUp() {
   RecursiveMutexGuard scope(&portScope_);
-  const uint64_t start = NowMs();
+  PollTimer timer(kLockWindowMs);
   unsigned int reads = 0;
   unsigned int clean = 0;
   while (clean < kCleanReadsForLock && reads <= kMaxLockReads) {
-    if (Expired(start, kLockWindowMs)) return MLO_ERR_CXP_NO_LINK_LOCK;
+    if (timer.Expired()) return MLO_ERR_CXP_NO_LINK_LOCK;
     ++reads;
     clean = GetCurrentTransceiverErrorCount() == 0 ? clean + 1 : 0;
   }
   if (clean != kCleanReadsForLock) return MLO_ERR_CXP_NO_LINK_LOCK;
   logger_.Line(2, [&] {
-    return Prefix() + "] link lock found after " + std::to_string(NowMs() - start) + " ms";
+    return Prefix() + "] link lock found after " + std::to_string(timer.ElapsedMs()) + " ms";
   });
   uint64_t value = 0;
   if (type_ == CxpIfRateIndexRxStatus) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 const ErrorInfo g_tbErrorInfo[] = {
     {MLO_OK, "No error"},
@@ -167,11 +168,39 @@ unsigned int CUtility::Uint32Swap(unsigned int value, unsigned char byteCount) {
   return result;
 }
 
+namespace {
+
+// g_tbCrc for each byte of a word, so that a word takes four lookups and no shifts between
+// them: row k is the register after the byte and k zero bytes behind it.
+struct WordTables {
+  unsigned int rows[4][256];
+};
+
+const WordTables& CrcWordTables() {
+  static const WordTables tables = [] {
+    WordTables made{};
+    std::copy(std::begin(g_tbCrc), std::end(g_tbCrc), made.rows[0]);
+    for (int row = 1; row < 4; ++row) {
+      for (unsigned int byte = 0; byte < 256; ++byte) {
+        const unsigned int previous = made.rows[row - 1][byte];
+        made.rows[row][byte] = (previous >> 8) ^ g_tbCrc[previous & 0xFF];
+      }
+    }
+    return made;
+  }();
+  return tables;
+}
+
+}  // namespace
+
 unsigned int CUtility::CalcualteCRC(const unsigned int* data, unsigned int wordCount) {
-  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(data);
+  static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "a word's first byte is its lowest");
+  const auto& rows = CrcWordTables().rows;
   unsigned int crc = 0xFFFFFFFF;
-  for (unsigned int index = 0; index < wordCount * 4; ++index) {
-    crc = (crc >> 8) ^ g_tbCrc[(crc & 0xFF) ^ bytes[index]];
+  for (unsigned int index = 0; index < wordCount; ++index) {
+    crc ^= data[index];
+    crc = rows[3][crc & 0xFF] ^ rows[2][(crc >> 8) & 0xFF] ^ rows[1][(crc >> 16) & 0xFF] ^
+          rows[0][crc >> 24];
   }
   // No final inversion: CXP packets carry the register as it stands.
   return crc;
