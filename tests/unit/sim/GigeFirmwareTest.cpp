@@ -2,8 +2,11 @@
 // library and the control API. Frames are built here from the published layouts.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -90,8 +93,111 @@ class GigeFirmware : public ::testing::TestWithParam<Variant> {
   // The link bit of the variant's driver: 17 in clause 22, 3.0x8008 in clause 45.
   bool Link(unsigned port) { return (Ka4() ? Phy(port, 0, 17) : Phy(port, 3, 0x8008)) & 0x0400; }
 
+  // A frame as the variant's driver writes it: 16-bit words to the buffer and the complete flag,
+  // or the lane stream with preamble and end mark. Padded to 60 bytes as the driver pads it.
+  void Send(const Bytes& frame, unsigned port = 0) {
+    Bytes padded = frame;
+    if (padded.size() < 60) padded.resize(60, 0);
+    const std::string n = std::to_string(port);
+    if (Ka4()) {
+      padded.resize((padded.size() + 1) / 2 * 2, 0);
+      Write("GigeBufferReset" + n, 0);
+      for (size_t i = 0; i < padded.size(); i += 2)
+        Write("GigeWriteData" + n, padded[i] | padded[i + 1] << 8);
+      Write("GigeWriteComplete" + n, 0);
+      return;
+    }
+    const std::string stream = "GigeTxControlWriteData_" + n;
+    for (uint64_t word :
+         {0x30707, 0x30707, 0x30707, 0x30707, 0x30707, 0x30707, 0x155FB, 0x5555, 0x5555, 0xD555}) {
+      Write(stream, word);
+    }
+    const size_t words = (padded.size() + 1) / 2;
+    for (size_t i = 0; i + 1 < words; ++i) Write(stream, padded[2 * i] | padded[2 * i + 1] << 8);
+    uint64_t last = padded[2 * (words - 1)];
+    last |= padded.size() % 2 ? 0x20700 : uint64_t{padded[2 * words - 1]} << 8;
+    if (words % 2) {
+      Write(stream, last);
+      Write(stream, 0x70707);
+    } else {
+      Write(stream, last | 0x40000);
+    }
+  }
+
+  // The next frame the variant's driver reads from the port's queue; empty when none comes.
+  std::optional<Bytes> Receive(unsigned timeoutMs = 1000, unsigned port = 0) {
+    uint32_t header = 0;
+    const int queue = static_cast<int>(Ka4() ? port : port + 8);
+    if (VHalDataQueueReadBufferLong(device_, queue, &header, 4, timeoutMs) != 4) return {};
+    if (!Ka4()) {
+      const uint32_t code = header >> 16 & 0xF;
+      const size_t valid = code == 1 ? 1 : code == 3 ? 2 : code == 7 ? 3 : code >= 15 ? 4 : 0;
+      std::vector<uint32_t> words((header & 0xFFFF) + (code ? 1 : 0));
+      Bytes frame(words.size() * 4);
+      EXPECT_EQ(VHalDataQueueReadBufferLong(device_, queue, words.data(),
+                                            static_cast<unsigned>(frame.size()), 100),
+                static_cast<int>(frame.size()));
+      std::memcpy(frame.data(), words.data(), frame.size());
+      frame.resize((header & 0xFFFF) * 4 + valid);
+      return frame;
+    }
+    Bytes frame;
+    for (int chunk = 0; chunk < 100; ++chunk) {
+      std::vector<uint32_t> words(header);
+      const auto size = static_cast<unsigned>(words.size() * 4);
+      EXPECT_EQ(VHalDataQueueReadBufferLong(device_, queue, words.data(), size, 100),
+                static_cast<int>(size));
+      for (uint32_t word : words) {
+        frame.push_back(static_cast<uint8_t>(word));
+        frame.push_back(static_cast<uint8_t>(word >> 8));
+      }
+      if (words.empty() || words.back() & 0x10000) return frame;
+      if (VHalDataQueueReadBufferLong(device_, queue, &header, 4, 100) != 4) break;
+    }
+    ADD_FAILURE() << "a frame without its end mark";
+    return {};
+  }
+
+  // A GVCP command to the camera (by broadcast until discovery found it) and its acknowledge.
+  std::optional<GvcpAck> Command(uint16_t command, const Bytes& payload,
+                                 uint16_t sourcePort = 10000) {
+    Datagram datagram;
+    datagram.destinationMac = cameraMac_;
+    datagram.destinationIp = cameraIp_;
+    datagram.sourcePort = sourcePort;
+    datagram.payload = Gvcp(command, payload, ++requestId_);
+    Send(Udp(datagram));
+    const std::optional<Bytes> frame = Receive();
+    if (!frame) return {};
+    const std::optional<Datagram> answer = ParseUdp(*frame);
+    if (!answer) return {};
+    EXPECT_EQ(answer->sourcePort, kGvcpPort);
+    EXPECT_EQ(answer->destinationPort, sourcePort);
+    return ParseAck(answer->payload);
+  }
+  uint32_t WriteReg(uint32_t address, uint32_t value, uint16_t sourcePort = 10000) {
+    const std::optional<GvcpAck> ack = Command(0x82, Words({address, value}), sourcePort);
+    return ack ? ack->status : 0xFFFFFFFF;
+  }
+  // Finds the camera: its MAC and IP address from the discovery acknowledge.
+  GvcpAck Discover() {
+    const std::optional<GvcpAck> ack = Command(0x02, {});
+    EXPECT_TRUE(ack);
+    if (!ack || ack->payload.size() < 0x48) return {};
+    cameraMac_ = {};
+    for (size_t i = 0; i < 6; ++i) cameraMac_[i] = ack->payload[0x0A + i];
+    cameraIp_ = Get32(ack->payload, 0x24);
+    return *ack;
+  }
+  uint64_t CrcErrors() {
+    return Ka4() ? Read("GigeRecvErrCnt0") : Read("GigeMonitorStatus_0") >> 16 & 0xFFFFFF;
+  }
+
   PLdevice* device_ = nullptr;
   fpga_design* design_ = nullptr;
+  Mac cameraMac_ = kBroadcast;
+  uint32_t cameraIp_ = 0xFFFFFFFF;
+  uint16_t requestId_ = 0;
 };
 
 INSTANTIATE_TEST_SUITE_P(Variants, GigeFirmware, ::testing::ValuesIn(kVariants), VariantName);
@@ -192,6 +298,158 @@ TEST_P(GigeFirmware, PhyResetClearsItselfAndRegistersKeepWhatIsWritten) {
   EXPECT_EQ(Phy(1, 0, 30), 0u);
   SetPhy(1, 0, 29, 11);
   EXPECT_EQ(Phy(1, 0, 30), 0x8000u);
+}
+
+TEST_P(GigeFirmware, DiscoveryFindsTheCameraByBroadcast) {
+  const GvcpAck ack = Discover();
+  EXPECT_EQ(ack.status, 0u);
+  EXPECT_EQ(ack.code, 0x03u);
+  ASSERT_EQ(ack.payload.size(), 0xF8u);
+  EXPECT_EQ(Get32(ack.payload, 0x00), 0x00020000u);  // GigE Vision 2.0
+  EXPECT_EQ(cameraMac_[0] & 0x03, 0x02) << "a locally administered unicast address";
+  EXPECT_EQ(cameraIp_ >> 16, 0xA9FEu) << "a link-local address";
+  EXPECT_STREQ(reinterpret_cast<const char*>(&ack.payload[0x68]), "GigE Test");
+}
+
+// Each row: a command to the found camera and the start of its acknowledge's payload.
+struct Exchange {
+  const char* what;
+  uint16_t command;
+  Bytes payload;
+  uint32_t status;
+  Bytes answer;
+};
+
+Bytes operator+(Bytes left, const std::string& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+const Exchange kExchanges[] = {
+    {"version", 0x80, Words({0x0000}), 0, Words({0x00020000})},
+    {"device mode: big-endian, UTF-8", 0x80, Words({0x0004}), 0, Words({0x80000001})},
+    {"heartbeat time-out", 0x80, Words({0x0938}), 0, Words({3000})},
+    {"two registers at once", 0x80, Words({0x0600, 0x0904}), 0, Words({1, 1})},
+    {"unaligned register", 0x80, Words({0x0006}), 0x8005, {}},
+    {"no register there", 0x80, Words({0x8000}), 0x8003, {}},
+    {"read-only register", 0x82, Words({0x0000, 1}), 0x8004, Words({0})},
+    {"heartbeat below 500 ms", 0x82, Words({0x0938, 100}), 0x8002, Words({0})},
+    {"first URL", 0x84, Words({0x0200, 8}), 0, Words({0x0200}) + "Local:"},
+    {"memory across a gap", 0x84, Words({0x0040, 16}), 0x8003, Words({0x0040})},
+    {"memory of the XML is read-only", 0x86, Words({0xF0000000, 0}), 0x8004, Words({0})},
+    {"user name", 0x86, Words({0x00E8}) + std::string("Cam", 4), 0, Words({4})},
+    {"command GVCP lacks", 0x50, {}, 0x8001, {}},
+};
+
+TEST_P(GigeFirmware, GvcpCommandsThroughTheTransmitRegistersAreAcknowledged) {
+  Discover();
+  for (const Exchange& row : kExchanges) {
+    const uint16_t id = static_cast<uint16_t>(requestId_ + 1);
+    const std::optional<GvcpAck> ack = Command(row.command, row.payload);
+    ASSERT_TRUE(ack) << row.what;
+    EXPECT_EQ(ack->status, row.status) << row.what;
+    EXPECT_EQ(ack->code, row.command + 1u) << row.what;
+    EXPECT_EQ(ack->id, id) << row.what;
+    ASSERT_GE(ack->payload.size(), row.answer.size()) << row.what;
+    EXPECT_EQ(Bytes(ack->payload.begin(), ack->payload.begin() + row.answer.size()), row.answer)
+        << row.what;
+  }
+  EXPECT_EQ(CrcErrors(), 0u);
+}
+
+TEST_P(GigeFirmware, ArpRequestForTheCameraIsAnswered) {
+  Discover();
+  Send(Arp(1, kHostMac, kHostIp, Mac{}, cameraIp_));
+  const std::optional<Bytes> reply = Receive();
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(MacAt(*reply, 0), kHostMac);
+  EXPECT_EQ(Get16(*reply, 12), 0x0806u);
+  EXPECT_EQ(Get16(*reply, 20), 2u);
+  EXPECT_EQ(MacAt(*reply, 22), cameraMac_);
+  EXPECT_EQ(Get32(*reply, 28), cameraIp_);
+  EXPECT_EQ(Get32(*reply, 38), kHostIp);
+  // Another address is not the camera's to answer.
+  Send(Arp(1, kHostMac, kHostIp, Mac{}, cameraIp_ + 1));
+  EXPECT_FALSE(Receive(50));
+}
+
+// Each row: who writes what, and the status: one controller at a time, the others refused.
+struct ControlStep {
+  uint16_t sourcePort;
+  uint32_t address;
+  uint32_t value;
+  uint32_t status;
+};
+
+const ControlStep kControlSteps[] = {
+    {10000, 0x0A00, 2, 0},         {10001, 0x0A00, 2, 0x8006}, {10001, 0x0B00, 20000, 0x8006},
+    {10000, 0x0B00, 20000, 0},     {10000, 0x0A00, 0, 0},      {10001, 0x0A00, 2, 0},
+    {10000, 0x0938, 1000, 0x8006},
+};
+
+TEST_P(GigeFirmware, SecondControllerIsRefusedWhileOneHoldsControl) {
+  Discover();
+  for (const ControlStep& step : kControlSteps) {
+    EXPECT_EQ(WriteReg(step.address, step.value, step.sourcePort), step.status)
+        << step.sourcePort << " writes " << step.value << " at " << step.address;
+  }
+}
+
+TEST_P(GigeFirmware, ControlLapsesWhenTheHeartbeatExpires) {
+  Discover();
+  ASSERT_EQ(WriteReg(0x0A00, 2), 0u);
+  ASSERT_EQ(WriteReg(0x0938, 500), 0u);
+  EXPECT_EQ(WriteReg(0x0A00, 2, 10001), 0x8006u);
+  std::this_thread::sleep_for(std::chrono::milliseconds(600));
+  EXPECT_EQ(WriteReg(0x0A00, 2, 10001), 0u);
+  EXPECT_EQ(WriteReg(0x0B00, 1, 10000), 0x8006u);
+}
+
+// Each row: seeded faults of the camera and what the host then reads: the codes of the
+// acknowledges that come, and the CRC errors the firmware counted.
+struct FaultRow {
+  const char* what;
+  VSimFaults faults;
+  VSimProtocolFaults protocol;
+  std::vector<uint32_t> codes;
+  uint32_t status;
+  uint64_t crcErrors;
+};
+
+const FaultRow kFaultRows[] = {
+    {"drop", {1, 1000, 0, 0, 0, 0, -1}, {}, {}, 0, 0},
+    {"delay", {1, 0, 0, 0, 1000, 5, -1}, {}, {0x81}, 0, 0},
+    {"corrupt", {1, 0, 1000, 0, 0, 0, -1}, {}, {}, 0, 1},
+    {"pending", {1, 0, 0, 0, 0, 5, -1}, {1000, 0, 0, 0, 0, 0, 0}, {0x89, 0x81}, 0, 0},
+    {"busy", {1, 0, 0, 0, 0, 0, -1}, {0, 0, 0, 0, 1000, 0, 0}, {0x81}, 0x8007, 0},
+    {"bad CRC", {1, 0, 0, 0, 0, 0, -1}, {0, 0, 0, 1000, 0, 0, 0}, {}, 0, 1},
+    {"burst", {1, 0, 0, 0, 0, 0, -1}, {0, 0, 0, 0, 0, 1000, 7}, {}, 0, 7},
+};
+
+TEST_P(GigeFirmware, SeededFaultsSpoilAcknowledges) {
+  Discover();
+  for (const FaultRow& row : kFaultRows) {
+    Load();
+    cameraMac_ = kBroadcast;
+    cameraIp_ = 0xFFFFFFFF;
+    ASSERT_EQ(VSimSetCameraFaultsEx(0, &row.faults, &row.protocol), 0);
+    Send(Udp(Datagram{kBroadcast, kHostMac, kHostIp, 0xFFFFFFFF, 10000, kGvcpPort,
+                      Gvcp(0x80, Words({0}), 7)}));
+    std::vector<uint32_t> codes;
+    uint32_t status = 0;
+    for (std::optional<Bytes> frame = Receive(200); frame; frame = Receive(200)) {
+      const std::optional<Datagram> datagram = ParseUdp(*frame);
+      ASSERT_TRUE(datagram) << row.what;
+      const std::optional<GvcpAck> ack = ParseAck(datagram->payload);
+      ASSERT_TRUE(ack) << row.what;
+      EXPECT_EQ(ack->id, 7u) << row.what;
+      codes.push_back(ack->code);
+      status = ack->status;
+    }
+    EXPECT_EQ(codes, row.codes) << row.what;
+    EXPECT_EQ(status, row.status) << row.what;
+    EXPECT_EQ(CrcErrors(), row.crcErrors) << row.what;
+  }
 }
 
 }  // namespace
