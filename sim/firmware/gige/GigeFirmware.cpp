@@ -7,6 +7,7 @@
 
 #include "sim/core/Board.h"
 #include "sim/core/EthernetFrame.h"
+#include "sim/firmware/gige/GigeDhcpServer.h"
 #include "sim/firmware/gige/GigeFrameStream.h"
 #include "sim/firmware/gige/GigePhy.h"
 
@@ -24,6 +25,8 @@ constexpr unsigned kCrcCountShift = 16;
 constexpr uint64_t kCrcCountMask = 0xFFFFFF;
 constexpr unsigned kMdioPortBits = 2;
 constexpr unsigned kMdioRegisterBits = 16;
+// The network of port n with a DHCP server is 192.168.(100 + n).0/24.
+constexpr uint32_t kDhcpSubnets = 0xC0A86400;
 
 int Ignore(uint64_t) { return 0; }
 
@@ -43,6 +46,7 @@ struct GigePort {
   std::atomic<uint64_t> sent{0};
   std::atomic<uint64_t> crcErrors{0};
   GigePhy phy;
+  std::unique_ptr<GigeDhcpServer> dhcp;  // on the port's network, if the rig put one there
 };
 
 // The firmware of a GigE Vision board: per port, frames from the host to the cable and from the
@@ -80,6 +84,8 @@ GigeFirmware::GigeFirmware(Board& board) : board_(board), form_(board.Variant().
   for (unsigned port = 0; port < board.PortCount(); ++port) {
     board.PortAt(port)->SetSpeed(kLinkSpeed);
     ports_.push_back(std::make_unique<GigePort>(*board.PortAt(port)));
+    if (board.Described().dhcpPorts >> port & 1)
+      ports_.back()->dhcp = std::make_unique<GigeDhcpServer>(kDhcpSubnets + (port << 8));
   }
   for (unsigned port = 0; port < board.PortCount(); ++port) {
     if (form_ == kGigeKorvid) {
@@ -249,9 +255,21 @@ int GigeFirmware::KorvidMdio(bool write, unsigned address, unsigned& value) {
   return 0;
 }
 
+// The frame goes on the link to the camera, and to a DHCP server on the port's network while the
+// link is up; the server answers at once.
 void GigeFirmware::Transmit(unsigned port, const Packet& wire) {
-  ++ports_[port]->sent;
-  board_.PortAt(port)->ToCamera(wire);
+  GigePort& state = *ports_[port];
+  ++state.sent;
+  Port& link = *board_.PortAt(port);
+  if (state.dhcp && link.Locked()) {
+    const std::optional<Packet> frame = ethernet::WithoutFcs(wire);
+    std::optional<Packet> answer = frame ? state.dhcp->Answer(*frame) : std::nullopt;
+    if (answer) {
+      ++state.received;
+      Deliver(port, *answer);
+    }
+  }
+  link.ToCamera(wire);
 }
 
 void GigeFirmware::FromCamera(unsigned port, const Packet& wire) {

@@ -452,5 +452,40 @@ TEST_P(GigeFirmware, SeededFaultsSpoilAcknowledges) {
   }
 }
 
+// Each row: a message of the host and the server's answer: OFFER 2, ACK 5, NAK 6.
+struct DhcpStep {
+  uint8_t type;
+  uint32_t requested;
+  uint8_t answer;
+};
+
+const DhcpStep kDhcpSteps[] = {{1, 0, 2}, {3, 0xC0A86464, 5}, {3, 0xC0A86465, 6}, {1, 0, 2}};
+
+TEST_P(GigeFirmware, DhcpServerOnThePortsNetworkLeasesAnAddress) {
+  Load("dhcp='0'");
+  uint32_t transaction = 0x5EED;
+  for (const DhcpStep& step : kDhcpSteps) {
+    Send(Dhcp(step.type, ++transaction, step.requested));
+    const std::optional<Bytes> frame = Receive();
+    ASSERT_TRUE(frame) << int{step.type};
+    const std::optional<Datagram> answer = ParseUdp(*frame);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->destinationPort, 68);
+    EXPECT_EQ(answer->sourceIp, 0xC0A86401u);
+    const Bytes& bootp = answer->payload;
+    EXPECT_EQ(Get32(bootp, 4), transaction);
+    EXPECT_EQ(MacAt(bootp, 28), kHostMac);
+    EXPECT_EQ(DhcpOption(bootp, 53), Bytes{step.answer});
+    EXPECT_EQ(Get32(bootp, 16), step.answer == 6 ? 0u : 0xC0A86464u) << "the offered address";
+  }
+  // A port without a link reaches no server, and a network without one has none.
+  ASSERT_EQ(VSimUnplug(0, 0), 0);
+  Send(Dhcp(1, 1));
+  EXPECT_FALSE(Receive(50));
+  Load();
+  Send(Dhcp(1, 1));
+  EXPECT_FALSE(Receive(50));
+}
+
 }  // namespace
 }  // namespace vesk::sim::gige
