@@ -30,6 +30,9 @@ constexpr uint32_t kDhcpSubnets = 0xC0A86400;
 
 int Ignore(uint64_t) { return 0; }
 
+// The board types whose ports carry the 88X3310 PHY.
+bool IsKorvidType(int type) { return type == 2898 || type == 2913; }
+
 void AppendWord(Packet& bytes, uint32_t word) {
   for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<uint8_t>(word >> shift));
 }
@@ -237,20 +240,29 @@ void GigeFirmware::InstallKa4Mdio() {
       });
 }
 
-// The configuration address: port in bits 0 and 1, register in bits 2 to 17, device above.
+// The configuration address of the 88X3310 of the Korvid boards: port in bits 0 and 1, register
+// in bits 2 to 17, device above. The 88E151x of other boards with this design: the port's
+// complement in bits 0 and 1, a clause 22 register in bits 2 to 9.
 int GigeFirmware::KorvidMdio(bool write, unsigned address, unsigned& value) {
-  const unsigned port = address & ((1u << kMdioPortBits) - 1);
-  const unsigned reg = (address >> kMdioPortBits) & ((1u << kMdioRegisterBits) - 1);
+  const unsigned portMask = (1u << kMdioPortBits) - 1;
+  const bool clause45 = IsKorvidType(board_.Described().type);
+  const unsigned port = clause45 ? address & portMask : ~address & portMask;
+  const unsigned reg =
+      (address >> kMdioPortBits) & ((1u << (clause45 ? kMdioRegisterBits : 8)) - 1);
   const unsigned device = address >> (kMdioPortBits + kMdioRegisterBits);
   if (port >= ports_.size()) {
     if (!write) value = 0;
     return 0;
   }
   GigePhy& phy = ports_[port]->phy;
-  if (write) {
+  if (clause45 && write) {
     phy.Write45(device, reg, static_cast<uint16_t>(value));
-  } else {
+  } else if (clause45) {
     value = phy.Read45(device, reg);
+  } else if (write) {
+    phy.Write22(reg, static_cast<uint16_t>(value));
+  } else {
+    value = phy.Read22(reg);
   }
   return 0;
 }

@@ -202,6 +202,35 @@ class GigeFirmware : public ::testing::TestWithParam<Variant> {
 
 INSTANTIATE_TEST_SUITE_P(Variants, GigeFirmware, ::testing::ValuesIn(kVariants), VariantName);
 
+// The 88E151x driver reaches clause 22 registers through the configuration space: the port's
+// complement in bits 0 and 1, the register in bits 2 to 9, the page in register 22.
+TEST(GigeFirmware151x, PhyOfAnotherBoardTypeAnswersInClause22) {
+  ASSERT_EQ(
+      VSimLoadRigText("<rig><board type='2897' ports='4' design='gige-korvid'/>"
+                      "<camera id='cam' speeds='1000'><link board='0' port='1'/></camera></rig>",
+                      "151x rig"),
+      0);
+  PLdevice* device = VHalInitDevice(0);
+  auto access = [device](bool write, unsigned port, unsigned reg, unsigned value = 0) {
+    const unsigned address = reg << 2 | (~port & 3);
+    EXPECT_EQ(write ? VHalWriteConfig(device, kMdio, address, &value, 1)
+                    : VHalReadConfig(device, kMdio, address, &value, 1),
+              0);
+    return value;
+  };
+  EXPECT_EQ(access(false, 1, 17) & 0x0008, 0x0008u);
+  EXPECT_EQ(access(false, 0, 17) & 0x0008, 0u);
+  access(true, 1, 0, access(false, 1, 0) | 0x8000);
+  EXPECT_EQ(access(false, 1, 0) & 0x8000, 0u) << "the reset clears itself";
+  access(true, 1, 22, 3);
+  access(true, 1, 16, 4196);
+  access(true, 1, 22, 0);
+  EXPECT_NE(access(false, 1, 16), 4196u);
+  access(true, 1, 22, 3);
+  EXPECT_EQ(access(false, 1, 16), 4196u) << "page 3 keeps its register";
+  VHalFreeDevice(device);
+}
+
 // The names by which the library finds the firmware, each port's with its number behind.
 struct Names {
   bool ka4;
