@@ -192,7 +192,23 @@ uint16_t GigeBootstrap::Read(const GvcpPeer& peer, uint32_t address, uint8_t* by
                                                : ReadRegisters(address, bytes, length);
     }
   }
+  if (ReadXml(address, bytes, length)) return gvcp::kSuccess;
   return camera_.Read(address, bytes, length) ? gvcp::kSuccess : gvcp::kInvalidAddress;
+}
+
+// GVCP reads memory in whole words: the XML file reads as if zeros filled its last word.
+bool GigeBootstrap::ReadXml(uint32_t address, uint8_t* bytes, size_t length) const {
+  const std::vector<uint8_t>& xml = camera_.XmlFile();
+  const uint64_t start = camera_.XmlAddress();
+  const uint64_t end = start + (xml.size() + 3) / 4 * 4;
+  if (address < start || address + length > end || address + length <= start + xml.size()) {
+    return false;
+  }
+  const size_t from = address - start;
+  const size_t copied = std::min(length, xml.size() - std::min(from, xml.size()));
+  std::copy_n(xml.begin() + static_cast<ptrdiff_t>(from), copied, bytes);
+  std::fill(bytes + copied, bytes + length, 0);
+  return true;
 }
 
 uint16_t GigeBootstrap::ReadRegisters(uint32_t address, uint8_t* bytes, size_t length) const {

@@ -67,6 +67,8 @@ class GigeBootstrap : public LinkState {
   void AddIdentity();
   void AddChannels();
 
+  // True when the read lies in the XML file's last word and was served.
+  bool ReadXml(uint32_t address, uint8_t* bytes, size_t length) const;
   // With mutex_ held.
   uint32_t WordAt(uint32_t address) const;
   void SetWord(uint32_t address, uint32_t value);

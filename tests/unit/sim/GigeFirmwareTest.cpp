@@ -2,6 +2,7 @@
 // library and the control API. Frames are built here from the published layouts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <ostream>
@@ -43,13 +44,13 @@ class GigeFirmware : public ::testing::TestWithParam<Variant> {
   }
 
   // One four-port board of the variant, the camera on port 0.
-  void Load(const std::string& board = "") {
+  void Load(const std::string& board = "", const std::string& camera = "modelName='GigE Test'") {
     Close();
     const Variant& variant = GetParam();
     const std::string rig = "<rig><board type='" + std::to_string(variant.type) +
                             "' ports='4' design='" + variant.design + "' " + board +
-                            "/><camera id='cam' modelName='GigE Test' speeds='1000'>"
-                            "<link board='0' port='0'/></camera></rig>";
+                            "/><camera id='cam' speeds='1000' " + camera +
+                            "><link board='0' port='0'/></camera></rig>";
     ASSERT_EQ(VSimLoadRigText(rig.c_str(), "gige rig"), 0);
     device_ = VHalInitDevice(0);
     design_ = VSimDesignLoad(device_);
@@ -384,6 +385,34 @@ TEST_P(GigeFirmware, GvcpCommandsThroughTheTransmitRegistersAreAcknowledged) {
         << row.what;
   }
   EXPECT_EQ(CrcErrors(), 0u);
+}
+
+// The library reads the XML file in chunks of 512 bytes, the last rounded up to a whole word.
+TEST_P(GigeFirmware, XmlFileReadsInWholeWordsFromTheFirstUrl) {
+  Load("", "modelName='GigE XML' xml='zipped'");
+  Discover();
+  const std::optional<GvcpAck> url = Command(0x84, Words({0x0200, 512}));
+  ASSERT_TRUE(url && url->status == 0 && url->payload.size() == 516);
+  const std::string text(reinterpret_cast<const char*>(&url->payload[4]));
+  const size_t first = text.find(';');
+  const size_t second = text.find(';', first + 1);
+  ASSERT_EQ(text.rfind("Local:", 0), 0u) << text;
+  ASSERT_NE(second, std::string::npos) << text;
+  const auto address = static_cast<uint32_t>(std::stoul(text.substr(first + 1), nullptr, 16));
+  const size_t size = std::stoul(text.substr(second + 1), nullptr, 16);
+  Bytes xml;
+  while (xml.size() < size) {
+    const auto chunk = static_cast<uint32_t>(std::min<size_t>(512, (size - xml.size() + 3) & ~3u));
+    const auto at = static_cast<uint32_t>(address + xml.size());
+    const std::optional<GvcpAck> ack = Command(0x84, Words({at, chunk}));
+    ASSERT_TRUE(ack);
+    ASSERT_EQ(ack->status, 0u) << "at " << at << ", " << chunk << " of " << size << " bytes";
+    xml.insert(xml.end(), ack->payload.begin() + 4, ack->payload.end());
+  }
+  EXPECT_EQ(std::string(xml.begin(), xml.begin() + 4), "PK\x03\x04");
+  EXPECT_TRUE(std::all_of(xml.begin() + static_cast<ptrdiff_t>(size), xml.end(),
+                          [](uint8_t byte) { return byte == 0; }));
+  EXPECT_NE(size % 4, 0u) << "the file should end within a word for this test to bite";
 }
 
 TEST_P(GigeFirmware, ArpRequestForTheCameraIsAnswered) {
