@@ -97,7 +97,12 @@ void GigeDevice::AnswerGvcp(const ethernet::Udp& request) {
   if (bytes.size() < kHeaderSize || bytes[0] != kKey) return;
   const uint16_t command = Get16(bytes, 2);
   const size_t length = Get16(bytes, 4);
-  if (bytes.size() < kHeaderSize + length || command == gvcp::kPacketResend) return;
+  // No stream has packets to resend, and no action key of this camera is ever set, so that both
+  // stay unanswered.
+  if (bytes.size() < kHeaderSize + length || command == gvcp::kPacketResend ||
+      command == gvcp::kAction) {
+    return;
+  }
   const GvcpPeer peer{request.sourceIp, request.sourcePort};
   bootstrap_->Heard(peer);
   Acknowledge ack{0, static_cast<uint16_t>(command + 1), Get16(bytes, 6), {}};

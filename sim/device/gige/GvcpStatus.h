@@ -23,6 +23,7 @@ constexpr uint16_t kWriteReg = 0x0082;
 constexpr uint16_t kReadMem = 0x0084;
 constexpr uint16_t kWriteMem = 0x0086;
 constexpr uint16_t kPendingAck = 0x0089;
+constexpr uint16_t kAction = 0x0100;
 
 }  // namespace vesk::sim::gvcp
 

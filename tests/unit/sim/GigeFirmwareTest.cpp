@@ -387,6 +387,21 @@ TEST_P(GigeFirmware, GvcpCommandsThroughTheTransmitRegistersAreAcknowledged) {
   EXPECT_EQ(CrcErrors(), 0u);
 }
 
+// Each row: a command that the camera leaves unanswered.
+const std::pair<uint16_t, Bytes> kUnanswered[] = {
+    {0x40, Words({0, 0xFFFF, 0xFFFFFFFF})},  // PACKETRESEND: no stream has sent anything
+    {0x100, Words({0, 0, 0})},               // ACTION with keys the camera does not hold
+};
+
+TEST_P(GigeFirmware, ResendAndActionCommandsAreNotAnswered) {
+  Discover();
+  for (const auto& [command, payload] : kUnanswered) {
+    Send(Udp(Datagram{cameraMac_, kHostMac, kHostIp, cameraIp_, 10000, kGvcpPort,
+                      Gvcp(command, payload, 1)}));
+    EXPECT_FALSE(Receive(50)) << command;
+  }
+}
+
 // The library reads the XML file in chunks of 512 bytes, the last rounded up to a whole word.
 TEST_P(GigeFirmware, XmlFileReadsInWholeWordsFromTheFirstUrl) {
   Load("", "modelName='GigE XML' xml='zipped'");
