@@ -13,6 +13,7 @@ using ethernet::Get32;
 constexpr uint16_t kGvcpPort = 3956;
 constexpr uint8_t kKey = 0x42;
 constexpr uint8_t kAcknowledge = 0x01;
+constexpr uint8_t kBroadcastAllowed = 0x10;
 constexpr size_t kHeaderSize = 8;
 // The most data of a memory access that fits a GVCP packet of 576 bytes.
 constexpr uint32_t kMemoryLimit = 536;
@@ -112,9 +113,14 @@ void GigeDevice::AnswerGvcp(const ethernet::Udp& request) {
                        ack.payload);
   if (!(bytes[1] & kAcknowledge)) return;
   ethernet::Udp answer;
-  // An application without an address yet hears the answer by broadcast.
-  answer.destinationMac = request.sourceIp ? request.sourceMac : ethernet::kBroadcastMac;
-  answer.destinationIp = request.sourceIp ? request.sourceIp : ethernet::kBroadcastIp;
+  // An application without an address yet, or one outside the camera's subnet that allows it,
+  // hears a discovery answer by broadcast.
+  const uint32_t mask = bootstrap_->SubnetMask();
+  const bool elsewhere = (request.sourceIp & mask) != (bootstrap_->Ip() & mask);
+  const bool broadcast = request.sourceIp == 0 || (command == gvcp::kDiscovery &&
+                                                   (bytes[1] & kBroadcastAllowed) && elsewhere);
+  answer.destinationMac = broadcast ? ethernet::kBroadcastMac : request.sourceMac;
+  answer.destinationIp = broadcast ? ethernet::kBroadcastIp : request.sourceIp;
   answer.sourceMac = bootstrap_->MacAddress();
   answer.sourceIp = bootstrap_->Ip();
   answer.sourcePort = kGvcpPort;

@@ -341,6 +341,36 @@ TEST_P(GigeFirmware, DiscoveryFindsTheCameraByBroadcast) {
   EXPECT_STREQ(reinterpret_cast<const char*>(&ack.payload[0x68]), "GigE Test");
 }
 
+// Each row: where a discovery comes from, with which flags, and where its answer goes.
+struct DiscoveryRoute {
+  uint32_t sourceIp;
+  uint8_t flags;
+  bool broadcast;
+};
+
+const DiscoveryRoute kDiscoveryRoutes[] = {
+    {kHostIp, 0x11, false},     // the camera's own subnet
+    {0xC0A86464, 0x11, true},   // another subnet, broadcast allowed
+    {0xC0A86464, 0x01, false},  // another subnet, broadcast not allowed
+    {0, 0x01, true},            // no address yet
+};
+
+TEST_P(GigeFirmware, DiscoveryFromOutsideTheSubnetIsAnsweredByBroadcastWhereAllowed) {
+  for (const DiscoveryRoute& route : kDiscoveryRoutes) {
+    Datagram datagram;
+    datagram.sourceIp = route.sourceIp;
+    datagram.payload = Gvcp(0x02, {}, 1, route.flags);
+    Send(Udp(datagram));
+    const std::optional<Bytes> frame = Receive();
+    ASSERT_TRUE(frame);
+    const std::optional<Datagram> answer = ParseUdp(*frame);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->destinationIp, route.broadcast ? 0xFFFFFFFF : route.sourceIp)
+        << route.sourceIp << " with flags " << int{route.flags};
+    EXPECT_EQ(answer->destinationMac, route.broadcast ? kBroadcast : kHostMac);
+  }
+}
+
 // Each row: a command to the found camera and the start of its acknowledge's payload.
 struct Exchange {
   const char* what;
