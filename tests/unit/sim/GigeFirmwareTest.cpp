@@ -479,22 +479,31 @@ TEST_P(GigeFirmware, ArpRequestForTheCameraIsAnswered) {
 // Each row: who writes what, and the status: one controller at a time, the others refused.
 struct ControlStep {
   uint16_t sourcePort;
+  bool read;
   uint32_t address;
   uint32_t value;
   uint32_t status;
 };
 
+// Control lets the others read; exclusive access, not even that.
 const ControlStep kControlSteps[] = {
-    {10000, 0x0A00, 2, 0},         {10001, 0x0A00, 2, 0x8006}, {10001, 0x0B00, 20000, 0x8006},
-    {10000, 0x0B00, 20000, 0},     {10000, 0x0A00, 0, 0},      {10001, 0x0A00, 2, 0},
-    {10000, 0x0938, 1000, 0x8006},
+    {10000, false, 0x0A00, 2, 0},          {10001, false, 0x0A00, 2, 0x8006},
+    {10001, false, 0x0B00, 20000, 0x8006}, {10001, true, 0x0A00, 0, 0},
+    {10000, false, 0x0B00, 20000, 0},      {10000, false, 0x0A00, 1, 0},
+    {10001, true, 0x0A00, 0, 0x8006},      {10000, true, 0x0B00, 0, 0},
+    {10000, false, 0x0A00, 0, 0},          {10001, false, 0x0A00, 2, 0},
+    {10000, false, 0x0938, 1000, 0x8006},
 };
 
 TEST_P(GigeFirmware, SecondControllerIsRefusedWhileOneHoldsControl) {
   Discover();
   for (const ControlStep& step : kControlSteps) {
-    EXPECT_EQ(WriteReg(step.address, step.value, step.sourcePort), step.status)
-        << step.sourcePort << " writes " << step.value << " at " << step.address;
+    const std::optional<GvcpAck> ack =
+        step.read ? Command(0x80, Words({step.address}), step.sourcePort)
+                  : Command(0x82, Words({step.address, step.value}), step.sourcePort);
+    ASSERT_TRUE(ack);
+    EXPECT_EQ(ack->status, step.status) << step.sourcePort << (step.read ? " reads " : " writes ")
+                                        << step.value << " at " << step.address;
   }
 }
 
