@@ -27,6 +27,8 @@ constexpr uint32_t kUtf8 = 1;
 // Persistent IP, DHCP and link-local addressing; the camera runs with the last two on.
 constexpr uint32_t kIpConfigurations = 0x7;
 constexpr uint32_t kIpConfigurationCurrent = 0x6;
+// User name and serial number registers, heartbeat disable, PENDING_ACK, WRITEMEM.
+constexpr uint32_t kCapabilities = 0xE0000022;
 constexpr uint32_t kHeartbeatDefaultMs = 3000;
 constexpr uint32_t kHeartbeatLeastMs = 500;
 constexpr uint32_t kHeartbeatDisabled = 1;  // in the GVCP configuration
@@ -117,7 +119,7 @@ void GigeBootstrap::AddIdentity() {
 void GigeBootstrap::AddChannels() {
   AddWord(0x0900, false, 1);  // message channels
   AddWord(0x0904, false, 1);  // stream channels
-  AddWord(0x0934, false, 0);  // no optional GVCP capabilities
+  AddWord(0x0934, false, kCapabilities);
   AddWord(kHeartbeatTimeout, true, kHeartbeatDefaultMs);
   AddWord(0x093C, false, 0);  // timestamp ticks per second: 10^9
   AddWord(0x0940, false, 1000000000);

@@ -389,6 +389,8 @@ const Exchange kExchanges[] = {
     {"version", 0x80, Words({0x0000}), 0, Words({0x00020000})},
     {"device mode: big-endian, UTF-8", 0x80, Words({0x0004}), 0, Words({0x80000001})},
     {"heartbeat time-out", 0x80, Words({0x0938}), 0, Words({3000})},
+    // User name, serial number, heartbeat disable, PENDING_ACK, WRITEMEM.
+    {"GVCP capabilities", 0x80, Words({0x0934}), 0, Words({0xE0000022})},
     {"two registers at once", 0x80, Words({0x0600, 0x0904}), 0, Words({1, 1})},
     {"unaligned register", 0x80, Words({0x0006}), 0x8005, {}},
     {"no register there", 0x80, Words({0x8000}), 0x8003, {}},
