@@ -141,12 +141,12 @@ void GigeFirmware::InstallKorvid(unsigned port) {
   Install(
       "GigeTxControlWriteData_" + number, [](uint64_t& value) { return value = 0, 0; },
       [this, &state, port](uint64_t word) {
-        GigeFrameStream::Result result;
+        std::optional<Packet> frame;
         {
           std::lock_guard<std::mutex> lock(state.txMutex);
-          result = state.stream.Write(word);
+          frame = state.stream.Write(word);
         }
-        if (result.frame) Transmit(port, ethernet::WithFcs(std::move(*result.frame)));
+        if (frame) Transmit(port, ethernet::WithFcs(std::move(*frame)));
         return 0;
       });
   Install("GigeTxControlReady_" + number, [](uint64_t& value) { return value = 1, 0; });

@@ -30,24 +30,20 @@ void GigeFrameStream::Lane(uint8_t byte, bool control) {
   if (started_ && !terminated_) bytes_.push_back(byte);
 }
 
-GigeFrameStream::Result GigeFrameStream::Write(uint64_t word) {
+std::optional<Packet> GigeFrameStream::Write(uint64_t word) {
   Lane(static_cast<uint8_t>(word), word & kLowControl);
   Lane(static_cast<uint8_t>(word >> 8), word & kHighControl);
-  if (!(word & kEnd)) return {};
-  Result result;
+  if (!(word & kEnd)) return std::nullopt;
   const bool framed = started_ && bytes_.size() > kPreambleSize &&
                       std::all_of(bytes_.begin(), bytes_.begin() + kPreambleSize,
                                   [](uint8_t byte) { return byte == kPreamble; }) &&
                       bytes_[kPreambleSize] == kDelimiter;
-  if (framed) {
-    result.frame = Packet(bytes_.begin() + kPreambleSize + 1, bytes_.end());
-  } else {
-    result.malformed = true;
-  }
+  std::optional<Packet> frame;
+  if (framed) frame = Packet(bytes_.begin() + kPreambleSize + 1, bytes_.end());
   started_ = false;
   terminated_ = false;
   bytes_.clear();
-  return result;
+  return frame;
 }
 
 }  // namespace vesk::sim

@@ -14,12 +14,9 @@ namespace vesk::sim {
 // preamble (six 0x55), the delimiter 0xD5 and the frame. Not thread-safe: one writer per port.
 class GigeFrameStream {
  public:
-  struct Result {
-    std::optional<Packet> frame;  // a whole frame, without preamble, when the word ended one
-    bool malformed = false;       // the word ended something that was no frame
-  };
-
-  Result Write(uint64_t word);
+  // A whole frame, without preamble, when the word ended one; what ends without a sound
+  // preamble is dropped.
+  std::optional<Packet> Write(uint64_t word);
 
  private:
   void Lane(uint8_t byte, bool control);

@@ -26,6 +26,10 @@ struct Variant {
   bool ka4;
 };
 
+// Idle lanes, the start character, six 0x55 and the delimiter 0xD5.
+const std::vector<uint64_t> kPreamble = {0x30707, 0x30707, 0x30707, 0x30707, 0x30707,
+                                         0x30707, 0x155FB, 0x5555,  0x5555,  0xD555};
+
 const Variant kVariants[] = {{"gige-korvid", 2898, false}, {"gige-ka4", 3650, true}};
 
 void PrintTo(const Variant& variant, std::ostream* out) { *out << variant.design; }
@@ -96,7 +100,8 @@ class GigeFirmware : public ::testing::TestWithParam<Variant> {
 
   // A frame as the variant's driver writes it: 16-bit words to the buffer and the complete flag,
   // or the lane stream with preamble and end mark. Padded to 60 bytes as the driver pads it.
-  void Send(const Bytes& frame, unsigned port = 0) {
+  void Send(const Bytes& frame, unsigned port = 0,
+            const std::vector<uint64_t>& preamble = kPreamble) {
     Bytes padded = frame;
     if (padded.size() < 60) padded.resize(60, 0);
     const std::string n = std::to_string(port);
@@ -109,10 +114,7 @@ class GigeFirmware : public ::testing::TestWithParam<Variant> {
       return;
     }
     const std::string stream = "GigeTxControlWriteData_" + n;
-    for (uint64_t word :
-         {0x30707, 0x30707, 0x30707, 0x30707, 0x30707, 0x30707, 0x155FB, 0x5555, 0x5555, 0xD555}) {
-      Write(stream, word);
-    }
+    for (uint64_t word : preamble) Write(stream, word);
     const size_t words = (padded.size() + 1) / 2;
     for (size_t i = 0; i + 1 < words; ++i) Write(stream, padded[2 * i] | padded[2 * i + 1] << 8);
     uint64_t last = padded[2 * (words - 1)];
@@ -368,6 +370,24 @@ TEST_P(GigeFirmware, DiscoveryFromOutsideTheSubnetIsAnsweredByBroadcastWhereAllo
     EXPECT_EQ(answer->destinationIp, route.broadcast ? 0xFFFFFFFF : route.sourceIp)
         << route.sourceIp << " with flags " << int{route.flags};
     EXPECT_EQ(answer->destinationMac, route.broadcast ? kBroadcast : kHostMac);
+  }
+}
+
+// Each row: what leads a frame into the lane stream, and whether the frame goes out.
+const std::pair<std::vector<uint64_t>, bool> kLeads[] = {
+    {kPreamble, true},
+    {{0x30707, 0x155FB, 0x5555, 0xD555}, false},         // a preamble too short
+    {{0x30707, 0x5555, 0x5555, 0x5555, 0xD555}, false},  // no start character
+    {{0x155FB, 0x5555, 0x5555, 0x5555}, false},          // no delimiter
+};
+
+TEST_P(GigeFirmware, StreamSendsOnlyFramesBehindStartPreambleAndDelimiter) {
+  if (Ka4()) GTEST_SKIP() << "the buffer transmitter has no lane stream";
+  for (const auto& [lead, sent] : kLeads) {
+    Send(Udp(Datagram{kBroadcast, kHostMac, kHostIp, 0xFFFFFFFF, 10000, kGvcpPort,
+                      Gvcp(0x02, {}, 1)}),
+         0, lead);
+    EXPECT_EQ(Receive(50).has_value(), sent) << lead.size() << " words ahead";
   }
 }
 
