@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <optional>
 #include <ostream>
@@ -565,11 +566,8 @@ const FaultRow kFaultRows[] = {
 };
 
 TEST_P(GigeFirmware, SeededFaultsSpoilAcknowledges) {
-  Discover();
   for (const FaultRow& row : kFaultRows) {
     Load();
-    cameraMac_ = kBroadcast;
-    cameraIp_ = 0xFFFFFFFF;
     ASSERT_EQ(VSimSetCameraFaultsEx(0, &row.faults, &row.protocol), 0);
     Send(Udp(Datagram{kBroadcast, kHostMac, kHostIp, 0xFFFFFFFF, 10000, kGvcpPort,
                       Gvcp(0x80, Words({0}), 7)}));
