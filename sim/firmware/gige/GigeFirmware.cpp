@@ -43,7 +43,7 @@ struct GigePort {
 
   std::mutex txMutex;  // never held while a frame goes out: the camera may answer at once
   Packet txBuffer;
-  bool busy = false;
+  bool busy = false;  // a frame left since the transmitter's flag was last read
   GigeFrameStream stream;
   std::atomic<uint64_t> received{0};
   std::atomic<uint64_t> sent{0};
@@ -145,11 +145,17 @@ void GigeFirmware::InstallKorvid(unsigned port) {
         {
           std::lock_guard<std::mutex> lock(state.txMutex);
           frame = state.stream.Write(word);
+          state.busy = state.busy || frame.has_value();
         }
         if (frame) Transmit(port, ethernet::WithFcs(std::move(*frame)));
         return 0;
       });
-  Install("GigeTxControlReady_" + number, [](uint64_t& value) { return value = 1, 0; });
+  // Not ready for the one look after a frame ended: it has left by the next.
+  Install("GigeTxControlReady_" + number, [&state](uint64_t& value) {
+    std::lock_guard<std::mutex> lock(state.txMutex);
+    value = !std::exchange(state.busy, false);
+    return 0;
+  });
   Install("GigeMonitorStatus_" + number, [this, port](uint64_t& value) {
     value = (CrcErrors(port) & kCrcCountMask) << kCrcCountShift;
     return 0;

@@ -387,6 +387,13 @@ const std::pair<std::vector<uint64_t>, bool> kLeads[] = {
     {{0x155FB, 0x5555, 0x5555, 0x5555}, false},          // no delimiter
 };
 
+TEST_P(GigeKorvid, TransmitterIsNotReadyForOneLookAfterAFrame) {
+  EXPECT_EQ(Read("GigeTxControlReady_0"), 1u);
+  Send(Arp(1, kHostMac, kHostIp, Mac{}, 1));
+  EXPECT_EQ(Read("GigeTxControlReady_0"), 0u);
+  EXPECT_EQ(Read("GigeTxControlReady_0"), 1u);
+}
+
 TEST_P(GigeKorvid, StreamSendsOnlyFramesBehindStartPreambleAndDelimiter) {
   for (const auto& [lead, sent] : kLeads) {
     Send(Udp(Datagram{kBroadcast, kHostMac, kHostIp, 0xFFFFFFFF, 10000, kGvcpPort,
