@@ -32,6 +32,7 @@ bench: build
 	$(BUILD)/bin/node_map_bench
 	$(BUILD)/bin/sim_cxp_bench
 	$(BUILD)/bin/cxp_port_bench
+	$(BUILD)/bin/sim_gige_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -44,6 +44,8 @@ struct RigBoard {
   // none) and link within it (0 for the operator's master link).
   uint64_t operatorMasters = 0;
   uint64_t operatorExtensions = 0;
+  // Bit n: a DHCP server is on the network of GigE port n.
+  uint32_t dhcpPorts = 0;
 };
 
 // Where a link of a camera is plugged in when the rig loads; nowhere when board is negative.

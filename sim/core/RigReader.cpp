@@ -255,7 +255,8 @@ class Parser {
   }
 
   RigBoard ReadBoard(const Node* node, int position) {
-    CheckAttributes(node, {"index", "type", "serial", "ports", "design", "gigePorts", "operators"});
+    CheckAttributes(
+        node, {"index", "type", "serial", "ports", "design", "gigePorts", "operators", "dhcp"});
     RigBoard board;
     board.line = LineOf(node->name());
     board.index = static_cast<int>(Number(node, "index", position, 0, 255));
@@ -277,6 +278,10 @@ class Parser {
     }
     const unsigned gigePorts = variant->family == Family::Gige ? board.ports : 0;
     board.gigePorts = static_cast<unsigned>(Number(node, "gigePorts", gigePorts, 0, board.ports));
+    if (const std::optional<std::string> dhcp = Optional(node, "dhcp")) {
+      if (variant->family != Family::Gige) Fail(node, "dhcp is for GigE Vision designs");
+      board.dhcpPorts = ReadPortSet(node, "dhcp", *dhcp, board.ports);
+    }
     const bool cxp = variant->family == Family::Cxp;
     const std::optional<std::string> operators = Optional(node, "operators");
     if (operators && !cxp) Fail(node, "operators are for CoaXPress designs");
@@ -291,6 +296,19 @@ class Parser {
       board.portFaults[port] = ReadFaults(child, true);
     }
     return board;
+  }
+
+  // Port numbers separated by spaces, each once.
+  uint32_t ReadPortSet(const Node* node, const char* name, const std::string& text,
+                       unsigned ports) const {
+    std::istringstream entries(text);
+    uint32_t set = 0;
+    for (std::string entry; entries >> entry;) {
+      const auto port = static_cast<uint32_t>(NumberOf(node, name, entry, 0, ports - 1));
+      if (set >> port & 1) Fail(node, std::string(name) + ": port " + entry + " again");
+      set |= 1u << port;
+    }
+    return set;
   }
 
   // One entry per firmware port: "n" the master link of operator n, "n.e" its link e, "-" none.
