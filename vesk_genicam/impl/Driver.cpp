@@ -1,5 +1,7 @@
 #include "vesk_genicam/impl/Driver.h"
 
+#include "vesk_genicam/impl/CxpController.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -41,9 +43,11 @@ CDriver::~CDriver() {
 
 vesk::tools::logging::Logger* CDriver::GetLogger() { return logger_.Get(); }
 
-// No transport controller is part of the library yet: every board type is unsupported.
-std::unique_ptr<IControllerInterface> CDriver::CreateController(EBoardTransport, Fg_Struct_s*,
-                                                                bool) {
+// CoaXPress is the transport the library has; other boards are unsupported.
+std::unique_ptr<IControllerInterface> CDriver::CreateController(EBoardTransport transport,
+                                                                Fg_Struct_s* board, bool) {
+  if (transport == BoardTransportCxp)
+    return std::make_unique<CxpController>(board->device, board->design);
   return nullptr;
 }
 
