@@ -32,6 +32,9 @@ class DeviceModel {
                                         FaultPlan& /*plan*/) {
     return {{0, answer}};
   }
+  // Whether the board's packets reach the device while the link runs at another speed than the
+  // device's, as over a separate low-speed uplink. Answers never cross then.
+  virtual bool HearsWithoutLock() const { return false; }
 };
 
 }  // namespace vesk::sim

@@ -63,7 +63,7 @@ bool LinkChannel::ToCamera(const Packet& packet) {
   std::shared_ptr<DeviceModel> device;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!LockedHeld() || !device_) return false;
+    if (!device_ || (!LockedHeld() && !device_->HearsWithoutLock())) return false;
     device = device_;
   }
   ++toCamera_;

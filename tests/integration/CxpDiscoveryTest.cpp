@@ -5,11 +5,13 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "loader/dsnrt.h"
@@ -75,25 +77,155 @@ class Board {
   int opened_ = -1;
 };
 
-std::string QuadRig(const char* design, int type, const char* ports) {
-  std::string rig = "<rig><board type='" + std::to_string(type) + "' ports='4' design='" + design +
-                    "' operators='1 1.1 1.2 1.3'/><camera id='quad' speeds='3125' xml='zipped'>";
-  for (const char* port = ports; *port; ++port)
-    rig += std::string("<link board='0' port='") + *port + "'/>";
-  return rig + "</camera></rig>";
+// The events of a board, as its callback got them: type and master ID.
+class Events {
+ public:
+  using Event = std::pair<unsigned int, unsigned int>;
+  static int Callback(MloBoardHandle*, const MloEventInfo* info, void* user) {
+    auto* events = static_cast<Events*>(user);
+    std::lock_guard<std::mutex> lock(events->mutex_);
+    events->seen_.emplace_back(info->type, info->port);
+    events->changed_.notify_all();
+    return 0;
+  }
+  // The events once count have come, or what came within a few seconds.
+  std::vector<Event> Wait(size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(5), [&] { return seen_.size() >= count; });
+    return std::exchange(seen_, {});
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Event> seen_;
+};
+
+struct Form {
+  const char* name;
+  const char* design;
+  int type;
+};
+
+const Form kForms[] = {{"DrpA", "cxp-drp", 2641},
+                       {"DrpB", "cxp-drp-ready", 1875},
+                       {"RateIndex", "cxp-rate-index", 2656},
+                       {"RateIndexRxStatus", "cxp-rate-index-rx-status", 2917},
+                       {"TransceiverRegs", "cxp-transceiver-regs", 2917},
+                       {"CameraCtrl", "cxp-camera-ctrl", 2656}};
+
+std::string BoardTag(const Form& form, const char* operators) {
+  return "<board type='" + std::to_string(form.type) + "' ports='4' design='" + form.design +
+         "' operators='" + operators + "'/>";
 }
 
-TEST(CxpDiscovery, AFourLinkCameraInAnyCablingIsOneCameraOnItsOperator) {
-  Board board(QuadRig("cxp-camera-ctrl", 2656, "2301"));
+// A camera whose links i are cabled to the ports cabling[i].
+std::string CameraTag(const char* id, const char* ports, const std::string& extra = "") {
+  std::string tag = std::string("<camera id='") + id + "' " + extra + ">";
+  for (const char* port = ports; *port; ++port)
+    tag += std::string("<link board='0' port='") + *port + "'/>";
+  return tag + "</camera>";
+}
+
+class CxpForms : public ::testing::TestWithParam<Form> {};
+
+std::string FormName(const ::testing::TestParamInfo<Form>& info) { return info.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(Forms, CxpForms, ::testing::ValuesIn(kForms), FormName);
+
+// Whatever the cabling, the multiplexer brings link i to the operator's firmware port i.
+TEST_P(CxpForms, AFourLinkCameraInAnyCablingIsOneCameraOnItsOperator) {
+  for (const char* cabling : {"2301", "3210"}) {
+    SCOPED_TRACE(cabling);
+    Board board("<rig>" + BoardTag(GetParam(), "1 1.1 1.2 1.3") +
+                CameraTag("quad", cabling, "speeds='3125' xml='zipped'") + "</rig>");
+    ASSERT_TRUE(board.Ok());
+    ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+    ASSERT_EQ(Mlo_getCameraCount(board.Handle()), 1);
+    MloCameraHandle* camera = nullptr;
+    ASSERT_EQ(Mlo_getCameraByIndex(board.Handle(), 0, &camera), 0);
+    EXPECT_EQ(board.CameraProperty(camera, "MasterPort"), unsigned(cabling[0] - '0'));
+    EXPECT_EQ(board.CameraProperty(camera, "NrOfLinks"), 4u);
+    EXPECT_EQ(board.CameraProperty(camera, "LinkSpeed"), 3125u);
+    for (unsigned int link = 0; link < 4; ++link) {
+      EXPECT_EQ(board.CameraProperty(camera, "FgPort", link), unsigned(cabling[link] - '0'));
+      EXPECT_EQ(board.CameraProperty(camera, "AppletPort", link), link);
+    }
+  }
+}
+
+TEST(CxpDiscovery, CamerasAtTheirOwnSpeedsEachTakeAnOperator) {
+  Board board("<rig>" + BoardTag(kForms[5], "1 2 3 4") + CameraTag("slow", "0", "speeds='1250'") +
+              CameraTag("fast", "2", "speeds='6250'") + "</rig>");
   ASSERT_TRUE(board.Ok());
   ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
-  ASSERT_EQ(Mlo_getCameraCount(board.Handle()), 1);
-  MloCameraHandle* camera = nullptr;
-  ASSERT_EQ(Mlo_getCameraByIndex(board.Handle(), 0, &camera), 0);
-  EXPECT_EQ(board.CameraProperty(camera, "MasterPort"), 2u);
-  EXPECT_EQ(board.CameraProperty(camera, "NrOfLinks"), 4u);
-  EXPECT_EQ(board.CameraProperty(camera, "LinkSpeed"), 3125u);
-  EXPECT_EQ(board.CameraProperty(camera, "AppletPort", 0), 0u);
+  // The scan returns with the first camera; the second comes with the next passes.
+  for (int tries = 0; tries < 100 && Mlo_getCameraCount(board.Handle()) < 2; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    Mlo_scanPortsEx(board.Handle(), 0xF, 0, 0, 0x20);
+  }
+  MloCameraHandle* slow = nullptr;
+  MloCameraHandle* fast = nullptr;
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 0, &slow), 0);
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 2, &fast), 0);
+  ASSERT_TRUE(slow && fast);
+  EXPECT_EQ(board.CameraProperty(slow, "LinkSpeed"), 1250u);
+  EXPECT_EQ(board.CameraProperty(fast, "LinkSpeed"), 6250u);
+}
+
+// One camera on port 0: its link count wins it the one-link operator on firmware port 2, unless
+// the camera's properties are ignored and the nearer operator wins.
+TEST(CxpDiscovery, IgnoringCameraPropertiesLeavesOnlyTheDistance) {
+  for (const auto& [flags, appletPort] : {std::pair{0u, 2u}, std::pair{2u, 0u}}) {
+    Board board("<rig>" + BoardTag(kForms[5], "1 1.1 2 -") +
+                CameraTag("single", "0", "speeds='3125'") + "</rig>");
+    ASSERT_TRUE(board.Ok());
+    ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0x1, 5000, 0, flags), 0);
+    MloCameraHandle* camera = nullptr;
+    ASSERT_EQ(Mlo_getCamera(board.Handle(), 0, &camera), 0);
+    ASSERT_NE(camera, nullptr);
+    EXPECT_EQ(board.CameraProperty(camera, "AppletPort"), appletPort) << "flags " << flags;
+  }
+}
+
+TEST(CxpDiscovery, ScanResultsForBadArgumentsAndEmptyPorts) {
+  Board board("<rig>" + BoardTag(kForms[5], "1 2 3 4") + CameraTag("single", "1", "speeds='3125'") +
+              "</rig>");
+  ASSERT_TRUE(board.Ok());
+  EXPECT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF0, 100, 0, 0), -1208);
+  EXPECT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 100, 12500 + 1, 0), -1200);
+  EXPECT_EQ(Mlo_scanPortsEx(board.Handle(), 0x4, 300, 0, 0), -1210);
+  EXPECT_EQ(Mlo_scanPortsEx(board.Handle(), 0x2, 0, 0, 0), 0);
+}
+
+// Hot-plug: the master's loss loses the camera, and its extension comes back as a camera of its
+// own; the master's return makes it one camera again.
+TEST(CxpDiscovery, LinksThatGoAndComeAreTold) {
+  Board board("<rig>" + BoardTag(kForms[5], "1 1.1 2 3") +
+              CameraTag("dual", "01", "speeds='3125' xml='zipped'") + "</rig>");
+  ASSERT_TRUE(board.Ok());
+  Events events;
+  ASSERT_EQ(Mlo_registerBoardEventCallback(board.Handle(), Events::Callback, &events), 0);
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{250, 1}}));
+  const int camera = VSIM(VSimFindCamera)("dual");
+  ASSERT_EQ(VSIM(VSimUnplug)(0, 0), 0);
+  EXPECT_EQ(events.Wait(2), (std::vector<Events::Event>{{251, 1}, {250, 2}}));
+  ASSERT_EQ(VSIM(VSimPlug)(0, 0, camera, 0), 0);
+  // The returning master is a camera of its own until a rediscovery makes the two links one.
+  const std::vector<Events::Event> back = events.Wait(1);
+  ASSERT_FALSE(back.empty());
+  EXPECT_EQ(back.front(), (Events::Event{250, 1}));
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 64), 0);
+  EXPECT_EQ(Mlo_getCameraCount(board.Handle()), 1);
+  MloCameraHandle* whole = nullptr;
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 0, &whole), 0);
+  ASSERT_NE(whole, nullptr);
+  EXPECT_EQ(board.CameraProperty(whole, "NrOfLinks"), 2u);
+  ASSERT_EQ(Mlo_connectCamera(whole), 0);
+  int64_t width = 0;
+  EXPECT_EQ(Mlo_getIntegerValue(whole, "Width", &width), 0);
+  EXPECT_GT(width, 0);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "sim/device/cxp/CxpStatus.h"
 
@@ -167,6 +168,20 @@ uint32_t CxpBootstrap::FeatureAddress(const char* name) const {
   return 0;
 }
 
+void CxpBootstrap::Attach(unsigned link) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  cabled_.insert(link);
+}
+
+void CxpBootstrap::Detach(unsigned link) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  cabled_.erase(link);
+}
+
+uint32_t CxpBootstrap::ConnectionId(unsigned link) const {
+  return static_cast<uint32_t>(std::distance(cabled_.begin(), cabled_.lower_bound(link)));
+}
+
 bool CxpBootstrap::Runs(unsigned link, uint32_t speed) const {
   std::lock_guard<std::mutex> lock(mutex_);
   if (!configured_) {
@@ -175,7 +190,7 @@ bool CxpBootstrap::Runs(unsigned link, uint32_t speed) const {
                described_.speeds.end();
   }
   const uint32_t config = WordOf(values_.at(kConnectionConfig).data());
-  return link < (config >> 16) && speed == SpeedOf(config);
+  return ConnectionId(link) < (config >> 16) && speed == SpeedOf(config);
 }
 
 uint8_t CxpBootstrap::Read(unsigned link, uint32_t address, uint8_t* bytes, size_t length) {
@@ -195,8 +210,9 @@ uint8_t CxpBootstrap::ReadRegisters(unsigned link, uint32_t address, uint8_t* by
   for (const Register& reg : registers_) {
     if (reg.address + reg.size <= at) continue;
     if (reg.address > at) return cxp::kInvalidAddress;  // a gap
-    const std::vector<uint8_t> value =
-        reg.address == kDeviceConnectionId ? BigEndian(link) : values_.at(reg.address);
+    const std::vector<uint8_t> value = reg.address == kDeviceConnectionId
+                                           ? BigEndian(ConnectionId(link))
+                                           : values_.at(reg.address);
     const uint64_t stop = std::min<uint64_t>(end, reg.address + reg.size);
     std::copy(value.begin() + static_cast<ptrdiff_t>(at - reg.address),
               value.begin() + static_cast<ptrdiff_t>(stop - reg.address), bytes + (at - address));
@@ -263,7 +279,7 @@ uint8_t CxpBootstrap::CheckSpecial(unsigned link, uint32_t address, uint32_t val
       return cxp::kFinal;
     case kMasterHostConnectionId:
       // Extensions carry what the master was told.
-      return link == 0 ? cxp::kFinal : cxp::kReadOnly;
+      return ConnectionId(link) == 0 ? cxp::kFinal : cxp::kReadOnly;
     case kConnectionConfig:
       if (!CanRun(value)) return cxp::kInvalidData;
       result.config = value;
@@ -295,7 +311,7 @@ void CxpBootstrap::Configure(uint32_t config) {
 
 void CxpBootstrap::ResetConnection() {
   values_[kConnectionReset] = BigEndian(0);
-  values_[kMasterHostConnectionId] = BigEndian(0);
+  // The host's ID stays, so that a link which joins after the reset still names its master.
   values_[kConnectionConfig] = BigEndian(defaultConfig_);
   if (values_.count(kVersionUsed)) values_[kVersionUsed] = BigEndian(kRevision11);
   configured_ = false;

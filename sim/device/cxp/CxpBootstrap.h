@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "sim/camera/Camera.h"
@@ -46,6 +47,11 @@ class CxpBootstrap : public LinkState {
   // Takes a configuration that Write accepted: from now on the links run as it says.
   void Configure(uint32_t config);
 
+  // The links that have a cable now. A link's connection ID counts the cabled links below it, so
+  // that the first cabled link is the master: the camera runs on whichever links it has.
+  void Attach(unsigned link);
+  void Detach(unsigned link);
+
  private:
   struct Register {
     uint32_t address;
@@ -67,6 +73,7 @@ class CxpBootstrap : public LinkState {
                                 size_t length);
   uint8_t CheckSpecial(unsigned link, uint32_t address, uint32_t value, CxpWriteResult& result);
   bool CanRun(uint32_t config) const;
+  uint32_t ConnectionId(unsigned link) const;  // with mutex_ held
   void ResetConnection();
 
   const RigCamera described_;
@@ -78,7 +85,8 @@ class CxpBootstrap : public LinkState {
   mutable std::mutex mutex_;
   std::vector<Register> registers_;  // by address, none overlapping
   std::map<uint32_t, std::vector<uint8_t>> values_;
-  bool configured_ = false;  // a connection configuration was written since the last reset
+  bool configured_ = false;    // a connection configuration was written since the last reset
+  std::set<unsigned> cabled_;  // guarded by mutex_
 };
 
 }  // namespace vesk::sim

@@ -66,7 +66,11 @@ struct CxpDevice::Command {
 };
 
 CxpDevice::CxpDevice(LinkChannel& channel, unsigned link, std::shared_ptr<CxpBootstrap> bootstrap)
-    : channel_(channel), link_(link), bootstrap_(std::move(bootstrap)) {}
+    : channel_(channel), link_(link), bootstrap_(std::move(bootstrap)) {
+  bootstrap_->Attach(link_);
+}
+
+CxpDevice::~CxpDevice() { bootstrap_->Detach(link_); }
 
 void CxpDevice::FromBoard(const Packet& packet) {
   // What is no command of this camera gets no answer: it cannot tell what was meant.

@@ -15,9 +15,12 @@ namespace vesk::sim {
 class CxpDevice : public DeviceModel {
  public:
   CxpDevice(LinkChannel& channel, unsigned link, std::shared_ptr<CxpBootstrap> bootstrap);
+  ~CxpDevice() override;
 
   void FromBoard(const Packet& packet) override;
   std::vector<LatePacket> Oddly(const Packet& answer, Fault fault, FaultPlan& plan) override;
+  // The uplink runs at its own low rate, whatever the downlink does.
+  bool HearsWithoutLock() const override { return true; }
 
  private:
   struct Command;
