@@ -201,10 +201,10 @@ TEST(CxpDiscovery, ScanResultsForBadArgumentsAndEmptyPorts) {
 // Hot-plug: the master's loss loses the camera, and its extension comes back as a camera of its
 // own; the master's return makes it one camera again.
 TEST(CxpDiscovery, LinksThatGoAndComeAreTold) {
+  Events events;  // outlives the board, whose threads call it until it is freed
   Board board("<rig>" + BoardTag(kForms[5], "1 1.1 2 3") +
               CameraTag("dual", "01", "speeds='3125' xml='zipped'") + "</rig>");
   ASSERT_TRUE(board.Ok());
-  Events events;
   ASSERT_EQ(Mlo_registerBoardEventCallback(board.Handle(), Events::Callback, &events), 0);
   ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
   EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{250, 1}}));
