@@ -228,4 +228,78 @@ TEST(CxpDiscovery, LinksThatGoAndComeAreTold) {
   EXPECT_GT(width, 0);
 }
 
+// A scan that does not wait returns at once; the camera comes by event.
+TEST(CxpDiscovery, ACameraFoundAfterAScanThatDidNotWaitComesByEvent) {
+  Events events;
+  Board board("<rig>" + BoardTag(kForms[5], "1 2 3 4") + CameraTag("single", "3", "speeds='3125'") +
+              "</rig>");
+  ASSERT_TRUE(board.Ok());
+  ASSERT_EQ(Mlo_registerBoardEventCallback(board.Handle(), Events::Callback, &events), 0);
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 0, 0, 0), 0);
+  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{250, 4}}));
+}
+
+// A port whose power trips loses its camera; the next pass switches it off and on and finds the
+// camera again.
+TEST(CxpDiscovery, ATrippedPortIsPowerCycledAndItsCameraFound) {
+  Events events;
+  Board board("<rig>" + BoardTag(kForms[5], "1 2 3 4") + CameraTag("single", "1", "speeds='3125'") +
+              "</rig>");
+  ASSERT_TRUE(board.Ok());
+  ASSERT_EQ(Mlo_registerBoardEventCallback(board.Handle(), Events::Callback, &events), 0);
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{250, 2}}));
+  ASSERT_EQ(VSIM(VSimTripPower)(0, 1), 0);
+  EXPECT_EQ(events.Wait(2), (std::vector<Events::Event>{{251, 2}, {250, 2}}));
+}
+
+// Speed and link count of a running camera change through its properties.
+TEST(CxpDiscovery, LinkConfigChangesSpeedAndLinksOfARunningCamera) {
+  Board board("<rig>" + BoardTag(kForms[4], "1 1.1 1.2 1.3") +
+              CameraTag("quad", "0123", "speeds='3125 6250' defaultSpeed='3125'") + "</rig>");
+  ASSERT_TRUE(board.Ok());
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+  MloCameraHandle* camera = nullptr;
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 0, &camera), 0);
+  ASSERT_NE(camera, nullptr);
+  ASSERT_EQ(board.CameraProperty(camera, "LinkSpeed"), 3125u);
+  unsigned int speed = 6250;
+  EXPECT_EQ(
+      Mlo_setCameraPropertyWithType(camera, const_cast<char*>("LinkSpeed"), &speed, 1, nullptr), 0);
+  EXPECT_EQ(board.CameraProperty(camera, "LinkSpeed"), 6250u);
+  unsigned int links = 2;
+  EXPECT_EQ(
+      Mlo_setCameraPropertyWithType(camera, const_cast<char*>("NrOfLinks"), &links, 1, nullptr), 0);
+  EXPECT_EQ(board.CameraProperty(camera, "NrOfLinks"), 2u);
+}
+
+// Features by name end to end, and the saved layouts and parameters of a found camera.
+TEST(CxpDiscovery, AFoundCameraIsUsedByNameAndItsLayoutSaved) {
+  Board board("<rig>" + BoardTag(kForms[0], "1 2 3 4") +
+              CameraTag("single", "0", "speeds='3125 6250' defaultSpeed='3125' xml='zipped'") +
+              "</rig>");
+  ASSERT_TRUE(board.Ok());
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+  MloCameraHandle* camera = nullptr;
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 0, &camera), 0);
+  ASSERT_EQ(Mlo_connectCamera(camera), 0);
+  ASSERT_EQ(Mlo_setIntegerValue(camera, "Width", 640), 0);
+  int64_t width = 0;
+  ASSERT_EQ(Mlo_getIntegerValue(camera, "Width", &width), 0);
+  EXPECT_EQ(width, 640);
+  const std::string parameters = testing::TempDir() + "/cxp-parameters.txt";
+  const std::string layout = testing::TempDir() + "/cxp-layout.txt";
+  ASSERT_EQ(Mlo_SaveCameraParameters(camera, parameters.c_str()), 0);
+  ASSERT_EQ(Mlo_setIntegerValue(camera, "Width", 800), 0);
+  ASSERT_EQ(Mlo_LoadCameraParameters(camera, parameters.c_str(), 1), 0);
+  ASSERT_EQ(Mlo_getIntegerValue(camera, "Width", &width), 0);
+  EXPECT_EQ(width, 640);
+  ASSERT_EQ(Mlo_SaveBoardConfiguration(board.Handle(), layout.c_str()), 0);
+  EXPECT_EQ(Mlo_LoadBoardConfiguration(board.Handle(), layout.c_str()), 0);
+  unsigned int speed = 6250;
+  ASSERT_EQ(
+      Mlo_setCameraPropertyWithType(camera, const_cast<char*>("LinkSpeed"), &speed, 1, nullptr), 0);
+  EXPECT_EQ(Mlo_LoadBoardConfiguration(board.Handle(), layout.c_str()), -1999);
+}
+
 }  // namespace
