@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -300,6 +301,68 @@ TEST(CxpDiscovery, AFoundCameraIsUsedByNameAndItsLayoutSaved) {
   ASSERT_EQ(
       Mlo_setCameraPropertyWithType(camera, const_cast<char*>("LinkSpeed"), &speed, 1, nullptr), 0);
   EXPECT_EQ(Mlo_LoadBoardConfiguration(board.Handle(), layout.c_str()), -1999);
+}
+
+unsigned int ThreadCount() {
+  unsigned int threads = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+    ++threads;
+  return threads;
+}
+
+// Cables go and come on one thread while others read features and a callback looks cameras up:
+// nothing crashes or waits for good, the events of each camera alternate, and freeing the board
+// ends every thread it started.
+TEST(CxpDiscovery, CablesMovingUnderReadersAndCallbacksBreakNothing) {
+  const unsigned int threadsBefore = ThreadCount();
+  struct Watch {
+    std::mutex mutex;
+    std::vector<unsigned int> typesOfA;  // the events of the camera whose cable moves
+  } watch;
+  auto callback = [](MloBoardHandle* board, const MloEventInfo* info, void* user) {
+    auto* seen = static_cast<Watch*>(user);
+    MloCameraHandle* camera = nullptr;
+    Mlo_getCamera(board, 0, &camera);  // waits for a running scan, never for good
+    std::lock_guard<std::mutex> lock(seen->mutex);
+    if (info->port == 1) seen->typesOfA.push_back(info->type);
+    return 0;
+  };
+  {
+    Board board("<rig>" + BoardTag(kForms[5], "1 2 3 4") + CameraTag("a", "0", "speeds='3125'") +
+                CameraTag("b", "2", "speeds='3125'") + "</rig>");
+    ASSERT_TRUE(board.Ok());
+    ASSERT_EQ(Mlo_registerBoardEventCallback(board.Handle(), callback, &watch), 0);
+    ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+    std::atomic<bool> moving{true};
+    std::vector<std::thread> readers;
+    for (unsigned int port : {0u, 2u}) {
+      readers.emplace_back([&, port] {
+        while (moving) {
+          MloCameraHandle* camera = nullptr;
+          Mlo_scanPortsEx(board.Handle(), 0xF, 0, 0, 0x20);
+          if (Mlo_getCamera(board.Handle(), port, &camera) == 0 && camera) {
+            uint32_t value = 0;
+            Mlo_registerReadFromCamera(camera, &value, 0x4);
+          }
+        }
+      });
+    }
+    const int cameraA = VSIM(VSimFindCamera)("a");
+    // Long enough for six bad intervals of 10 ms, and for a pass to find the camera again.
+    for (int round = 0; round < 6; ++round) {
+      VSIM(VSimUnplug)(0, 0);
+      std::this_thread::sleep_for(std::chrono::milliseconds(150));
+      VSIM(VSimPlug)(0, 0, cameraA, 0);
+      std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    }
+    moving = false;
+    for (std::thread& reader : readers) reader.join();
+  }
+  std::lock_guard<std::mutex> lock(watch.mutex);
+  ASSERT_GE(watch.typesOfA.size(), 2u);
+  for (size_t i = 0; i < watch.typesOfA.size(); ++i)
+    EXPECT_EQ(watch.typesOfA[i], i % 2 ? 251u : 250u) << "event " << i;
+  EXPECT_EQ(ThreadCount(), threadsBefore);
 }
 
 }  // namespace
