@@ -1,6 +1,7 @@
 #ifndef VESK_GENICAM_IMPL_CXPCONTROLLER_H
 #define VESK_GENICAM_IMPL_CXPCONTROLLER_H
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -152,7 +153,7 @@ class CxpController : public IControllerInterface {
   // Master ID to operator ID, as "CamPort" chose.
   std::map<unsigned int, unsigned int> cameraPinning_;
   unsigned int discoveryMask_ = 0;
-  bool ignoreCameraProperties_ = false;
+  std::atomic<bool> ignoreCameraProperties_{false};  // set by an application thread
 
   struct Registers {
     int writeSelect = 0;

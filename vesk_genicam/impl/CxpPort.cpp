@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "templates/patterns/GenericLockGuard.h"
+#include "templates/platform/RecursiveMutexGuard.h"
 #include "templates/platform/RtTweakProperties.h"
 #include "vesk_genicam/impl/BoardLocks.h"
 #include "vesk_genicam/impl/BoardTypes.h"
@@ -16,6 +17,7 @@ using vesk::templates::patterns::GenericLock;
 using vesk::templates::patterns::GenericLockGuard;
 using vesk::templates::platform::InterProcessLock;
 using vesk::templates::platform::PcapDumper;
+using vesk::templates::platform::RecursiveMutexGuard;
 using vesk::templates::platform::RtTweakProperties;
 
 vesk::tools::logging::ClassLogger CCxpPort::logger_{"vesk.genicam.CxpPort"};
@@ -193,6 +195,7 @@ void CCxpPort::InitReg() {
 }
 
 void CCxpPort::SetPortPL(unsigned int pl) {
+  RecursiveMutexGuard scope(&portScope_);
   portPL_ = pl;
   rxQueue_ = static_cast<int>(pl * 4);
   txQueue_ = rxQueue_ + 3;  // "Write UIQ"; the two between serve no control traffic
@@ -200,6 +203,7 @@ void CCxpPort::SetPortPL(unsigned int pl) {
 }
 
 void CCxpPort::RemapReg(unsigned int pl) {
+  RecursiveMutexGuard scope(&portScope_);
   SetPortPL(pl);
   GenericLockGuard guard(BoardLock(transceiverLock_));
   Registers& r = registers_;
@@ -290,6 +294,7 @@ void CCxpPort::SetNumCameraConnections(unsigned int count) {
 
 void CCxpPort::LockPortQueues() {
   if (type_ != CxpIfCameraCtrl) return;
+  RecursiveMutexGuard scope(&portScope_);
   // Another user's queues are logged and not fought over: this port's commands then fail with
   // the queue's own code.
   const int reception = VHalDataQueueAcquireLock(device_, rxQueue_);
@@ -304,6 +309,7 @@ void CCxpPort::LockPortQueues() {
 
 void CCxpPort::UnlockPortQueues() {
   if (type_ != CxpIfCameraCtrl) return;
+  RecursiveMutexGuard scope(&portScope_);
   VHalDataQueueReleaseLock(device_, txQueue_);
   VHalDataQueueReleaseLock(device_, rxQueue_);
 }

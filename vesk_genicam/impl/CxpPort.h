@@ -1,6 +1,7 @@
 #ifndef VESK_GENICAM_IMPL_CXPPORT_H
 #define VESK_GENICAM_IMPL_CXPPORT_H
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -46,6 +47,10 @@ enum AckPolicy : uint32_t {
 // units: the frame (construction, firmware registers, core state), the command engine (control
 // packets and acknowledgements), the link layer (bit rates, lock, error supervision) and the
 // identity (bootstrap registers, XML). The controller owns the ports of its board.
+//
+// The controller's threads set the link's fields while application threads read them: those are
+// atomic, and what a command uses (register and queue numbers, tags, the XML name) changes only
+// under portScope_, which every command holds.
 //
 // Lock order: portScope_ before the command lock or the transceiver lock; the two board-wide locks
 // are never held together. cameraInfoMutex_ is taken with or without portScope_, and nothing is
@@ -135,7 +140,7 @@ class CCxpPort : public IPortInterface {
   int LoadXML(std::string& xml, unsigned int index) override;
   int GetXmlInfo();
   uint32_t GetXmlSize() const { return xmlSize_; }
-  std::string GetXmlName() const { return xmlName_; }
+  std::string GetXmlName();
   void UpdatePreAcquisition() override;
   uint32_t GetRevision();
   uint32_t GetMagicValue() const { return magicValue_; }
@@ -227,16 +232,16 @@ class CCxpPort : public IPortInterface {
   const int boardIndex_;
   const uint32_t boardType_;
   const uint32_t portId_;
-  uint32_t logicPort_ = 0xFFFFFFFF;
-  uint32_t portPL_;
-  uint32_t logicPLPort_ = 0xFFFFFFFF;
-  uint32_t masterId_ = 0;
-  uint32_t extensionId_ = 0xFFFFFFFF;
-  EPORT_TYPE portType_ = PortTypeUnconnected;
-  uint32_t defaultConfigValue_ = 0;
-  uint32_t plOperatorSize_ = 1;
-  uint32_t plOperatorIndex_ = 0xFFFFFFFF;
-  uint32_t speed_ = kNoLinkSpeed;
+  std::atomic<uint32_t> logicPort_{0xFFFFFFFF};
+  std::atomic<uint32_t> portPL_;
+  std::atomic<uint32_t> logicPLPort_{0xFFFFFFFF};
+  std::atomic<uint32_t> masterId_{0};
+  std::atomic<uint32_t> extensionId_{0xFFFFFFFF};
+  std::atomic<EPORT_TYPE> portType_{PortTypeUnconnected};
+  std::atomic<uint32_t> defaultConfigValue_{0};
+  std::atomic<uint32_t> plOperatorSize_{1};
+  std::atomic<uint32_t> plOperatorIndex_{0xFFFFFFFF};
+  std::atomic<uint32_t> speed_{kNoLinkSpeed};
   uint32_t uplinkHigh_ = 2;  // 2: not known yet
   uint32_t commandAckTimeout_ = 500;
   uint32_t waitAfterLinkLockFound_ = 0;
@@ -244,22 +249,22 @@ class CCxpPort : public IPortInterface {
   uint64_t errorCountMask_ = 0;
   uint64_t toleratedNitErrors_ = 0;
   uint64_t toleratedIntervals_ = 0;
-  uint64_t lastErrorCount_ = 0;
+  std::atomic<uint64_t> lastErrorCount_{0};
   uint64_t criticalIntervals_ = 0;
-  bool skipMagic_ = false;
-  uint32_t magicValue_ = 0xFFFFFFFF;
-  unsigned int controlCoreResetState_ = 0;
+  std::atomic<bool> skipMagic_{false};
+  std::atomic<uint32_t> magicValue_{0xFFFFFFFF};
+  std::atomic<unsigned int> controlCoreResetState_{0};
 
-  bool tagEnabled_ = false;
+  std::atomic<bool> tagEnabled_{false};
   uint8_t tagCounter_ = 0;
-  uint32_t maxControlPacketSize_ = 128;
+  std::atomic<uint32_t> maxControlPacketSize_{128};
   const uint32_t maxCoreControlPacketSize_ = 2048;
   uint32_t maxControlPacketTweak_ = 0;
-  uint64_t maxStreamPacketSize_ = 0;
+  std::atomic<uint64_t> maxStreamPacketSize_{0};
   bool enableCxp2Extensions_ = true;
-  uint32_t acquisitionStartAddress_ = 0xFFFFFFFF;
-  uint32_t acquisitionStopAddress_ = 0xFFFFFFFF;
-  uint32_t xmlSize_ = 0;
+  std::atomic<uint32_t> acquisitionStartAddress_{0xFFFFFFFF};
+  std::atomic<uint32_t> acquisitionStopAddress_{0xFFFFFFFF};
+  std::atomic<uint32_t> xmlSize_{0};
   std::string xmlName_;
   int rxQueue_ = 0;
   int txQueue_ = 3;

@@ -141,6 +141,7 @@ bool CCxpPort::IsBootstrapAddress(uint64_t address) {
 }
 
 void CCxpPort::ResetTag(bool enable) {
+  RecursiveMutexGuard scope(&portScope_);
   tagEnabled_ = enable;
   tagCounter_ = 0;
 }

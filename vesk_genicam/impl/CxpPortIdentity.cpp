@@ -206,9 +206,9 @@ void CCxpPort::SettlePacketSizes() {
   uint32_t controlSize = 0;
   if (ReadWord(kControlPacketSizeMax, controlSize) == 0) {
     cameraInfo_.SetMaxPacketSize(controlSize);
-    maxControlPacketSize_ = std::min(maxCoreControlPacketSize_, controlSize);
-    if (maxControlPacketTweak_ != 0)
-      maxControlPacketSize_ = std::min(maxControlPacketSize_, maxControlPacketTweak_);
+    uint32_t size = std::min(maxCoreControlPacketSize_, controlSize);
+    if (maxControlPacketTweak_ != 0) size = std::min(size, maxControlPacketTweak_);
+    maxControlPacketSize_ = size;
     logger_.Line(3, [&] {
       return Prefix() + "] Control Packet Size: " + std::to_string(maxControlPacketSize_);
     });
@@ -246,7 +246,9 @@ void CCxpPort::UpdatePreAcquisition() {
 
 int CCxpPort::GetXmlInfo() {
   RecursiveMutexGuard scope(&portScope_);
-  int status = ReadWord(kXmlManifestSize, xmlSize_);
+  uint32_t size = 0;
+  int status = ReadWord(kXmlManifestSize, size);
+  if (status == 0) xmlSize_ = size;
   if (status == 0) status = WriteWord(kXmlManifestSelector, 0);
   uint32_t urlAddress = 0;
   std::string url;
@@ -258,6 +260,11 @@ int CCxpPort::GetXmlInfo() {
   if (status == 0) status = ReadWord(kXmlSchemaVersion, schema);
   if (status == 0) xmlName_ = Hex(version) + ";" + Hex(schema) + ";" + url;
   return status;
+}
+
+std::string CCxpPort::GetXmlName() {
+  RecursiveMutexGuard scope(&portScope_);
+  return xmlName_;
 }
 
 int CCxpPort::LoadXML(std::string& xml, unsigned int index) {
