@@ -82,42 +82,34 @@ class ClFirmware : public FirmwareModel {
     Clock::time_point downUntil;
   };
 
-  DataQueue& Receive(unsigned port);
-  DataQueue& Transmit(unsigned port);
   int ToCamera(unsigned port, const uint8_t* bytes, size_t size);
 
   Board& board_;
+  // Looked up once: at exit the design tables may go before the board.
+  std::vector<DataQueue*> transmit_;
   std::mutex clockMutex_;
   std::vector<ClockState> clocks_;
 };
 
 ClFirmware::ClFirmware(Board& board) : board_(board), clocks_(board.PortCount()) {
+  const QueueBlock& block =
+      board.Variant().queues[static_cast<size_t>(board.Variant().serialQueueBlock)];
   for (unsigned port = 0; port < board.PortCount(); ++port) {
-    Transmit(port).SetWriteHandler(
+    const int receive = block.first + block.perPort * static_cast<int>(port);
+    transmit_.push_back(board.Queue(receive + 1));
+    transmit_.back()->SetWriteHandler(
         [this, port](const uint8_t* bytes, size_t size) { return ToCamera(port, bytes, size); });
-    DataQueue* receive = &Receive(port);
+    DataQueue* queue = board.Queue(receive);
     board.PortAt(port)->SetReceiver(
-        [receive](const Packet& bytes) { receive->Push(bytes.data(), bytes.size()); });
+        [queue](const Packet& bytes) { queue->Push(bytes.data(), bytes.size()); });
   }
 }
 
 ClFirmware::~ClFirmware() {
-  for (unsigned port = 0; port < board_.PortCount(); ++port) {
-    Transmit(port).SetWriteHandler(nullptr);
+  for (unsigned port = 0; port < transmit_.size(); ++port) {
+    transmit_[port]->SetWriteHandler(nullptr);
     board_.PortAt(port)->SetReceiver(nullptr);
   }
-}
-
-DataQueue& ClFirmware::Receive(unsigned port) {
-  const QueueBlock& block =
-      board_.Variant().queues[static_cast<size_t>(board_.Variant().serialQueueBlock)];
-  return *board_.Queue(block.first + block.perPort * static_cast<int>(port));
-}
-
-DataQueue& ClFirmware::Transmit(unsigned port) {
-  const QueueBlock& block =
-      board_.Variant().queues[static_cast<size_t>(board_.Variant().serialQueueBlock)];
-  return *board_.Queue(block.first + block.perPort * static_cast<int>(port) + 1);
 }
 
 // The bytes leave at the rate the host set last; a camera listening at another rate makes
