@@ -114,7 +114,7 @@ void ClDevice::Answer(const Packet& frame) {
                                             status == gencp::kSuccess ? data : Packet{}));
   }
   if (command != gencp::kWriteMemory) {
-    return channel_.ToBoard(Acknowledgement(gencp::kNotImplemented, command + 1, id, {}));
+    return channel_.ToBoard(Acknowledgement(gencp::kNotImplemented, command | 1u, id, {}));
   }
   if (scd < kAddressSize) {
     return channel_.ToBoard(
