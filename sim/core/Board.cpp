@@ -104,7 +104,8 @@ int Board::TripPower(unsigned port) {
 int Board::CameraStatus(unsigned port) {
   Port* target = PortAt(port);
   if (!target) return VSIM_ERROR_NO_SUCH_PORT;
-  return target->GetCable().camera ? 1 : 0;
+  const int plain = target->GetCable().camera ? 1 : 0;
+  return firmware_ ? firmware_->CameraStatus(port, plain) : plain;
 }
 
 int Board::OpenSerial(unsigned port, unsigned baud, int& rxQueue, int& txQueue) {

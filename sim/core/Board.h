@@ -64,7 +64,7 @@ class Board {
   void SetCable(unsigned port, Cable cable);
   // The firmware trips the port's power as an overload would.
   int TripPower(unsigned port);
-  // Bit 0 while a camera is plugged in.
+  // Bit 0 while a camera is plugged in and, as the firmware tells, its clock runs.
   int CameraStatus(unsigned port);
   // The Camera Link serial channel of a port and its two byte queues.
   int OpenSerial(unsigned port, unsigned baud, int& rxQueue, int& txQueue);

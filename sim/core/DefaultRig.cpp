@@ -50,7 +50,7 @@ const char* DefaultRigText() {
     <link board="3" port="1"/>
   </camera>
   <camera id="cl-base" vendor="Vesk Simulation" modelName="CL Base" serial="SIM-CL-0001"
-          version="1.0">
+          version="1.0" xml="zipped">
     <link board="4" port="0"/>
   </camera>
   <camera id="gige-korvid" vendor="Vesk Simulation" modelName="GigE 4G" serial="SIM-GEV-0001"

@@ -17,6 +17,9 @@ class FirmwareModel {
   // Trips the power of a port as an overload would; VSIM_ERROR_NOT_SUPPORTED where the firmware
   // has no power switch.
   virtual int TripPower(unsigned /*port*/) { return VSIM_ERROR_NOT_SUPPORTED; }
+  // The camera status word of a port as the firmware shows it; plain has bit 0 set while a cable
+  // is in. Firmware whose camera clock can fail clears it then.
+  virtual int CameraStatus(unsigned /*port*/, int plain) { return plain; }
 };
 
 }  // namespace vesk::sim

@@ -11,9 +11,10 @@ namespace vesk::sim {
 
 class Board;
 
-// The Camera Link designs: base, medium and full, and one that tells its ports by a register.
+// The Camera Link designs: base, medium and full, and those that tell their ports by a register.
 std::vector<DesignVariant> ClDesigns();
-// The firmware of a Camera Link board; null until Camera Link has a model.
+// The firmware of a Camera Link board: per port, the serial channel between its two byte queues
+// and the cable, at the rate the host set, and the camera clock.
 std::unique_ptr<FirmwareModel> MakeClFirmware(Board& board);
 
 }  // namespace vesk::sim

@@ -171,8 +171,7 @@ TEST_F(RuntimeApi, CameraLinkSerialChannelAndCameraClockFollowTheCable) {
   EXPECT_EQ(VHalDataQueueWriteBuffer(device, tx, command, 2, 100), 2);
   EXPECT_EQ(VHalDataQueueFlush(device, tx), 0);
   unsigned char sent[2] = {};
-  EXPECT_EQ(VSimQueueTake(1, tx, sent, 2), 2);
-  EXPECT_EQ(sent[1], 0x02);
+  EXPECT_EQ(VSimQueueTake(1, tx, sent, 2), 0);  // the firmware put them on the cable
   EXPECT_EQ(VHalDataQueueReadBufferLong(device, rx, nullptr, 4, 0), VSIM_ERROR_WRONG_QUEUE_UNIT);
 
   EXPECT_EQ(VHalGetCameraStatusExtended(device, 0) & 1, 1);

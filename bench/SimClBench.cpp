@@ -1,0 +1,53 @@
+// A 4-byte register read round trip through the simulator alone, as a Camera Link port makes it:
+// the serial queues cleared, the GenCP frame written and flushed, the answer read from the receive
+// queue as it comes, the camera answering from its bootstrap registers.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "loader/vesk_hal.h"
+#include "sim/include/vesk_sim.h"
+#include "tests/unit/sim/ClWire.h"
+
+namespace {
+
+// An acknowledgement of four bytes of data.
+constexpr int kAckSize = 20;
+
+void ReadRoundTrip(benchmark::State& state) {
+  const char rig[] =
+      "<rig><board type='1872' ports='2' design='cl-base'/>"
+      "<camera id='cam' xml='zipped'><link board='0' port='0'/></camera></rig>";
+  if (VSimLoadRigText(rig, "bench rig") != 0) return state.SkipWithError("no rig");
+  PLdevice* device = VHalInitDevice(0);
+  int rx = -1, tx = -1;
+  if (VHalClSerInit(device, 0, 9600, &rx, &tx) != 0) {
+    VHalFreeDevice(device);
+    return state.SkipWithError("no serial channel");
+  }
+  const vesk::sim::clwire::Bytes request = vesk::sim::clwire::ReadMem(0x0000, 4, 1);
+  unsigned char answer[256];
+  for (auto _ : state) {
+    VHalDataQueueClear(device, rx);
+    VHalDataQueueClear(device, tx);
+    VHalDataQueueWriteBuffer(device, tx, request.data(), static_cast<unsigned>(request.size()),
+                             100);
+    VHalDataQueueFlush(device, tx);
+    int got = VHalDataQueueReadBuffer(device, rx, answer, 1, 1000);
+    while (got > 0 && got < kAckSize) {
+      const int waiting = VHalDataQueueGetNrOfWords(device, rx);
+      if (waiting < 1) break;
+      got += VHalDataQueueReadBuffer(device, rx, answer + got, static_cast<unsigned>(waiting), 0);
+    }
+    if (got != kAckSize) {
+      state.SkipWithError("no acknowledgement");
+      break;
+    }
+  }
+  VHalFreeDevice(device);
+}
+BENCHMARK(ReadRoundTrip);
+
+}  // namespace
+
+BENCHMARK_MAIN();
