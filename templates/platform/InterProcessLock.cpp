@@ -47,9 +47,9 @@ void Post(sem_t* semaphore) {
   if (semaphore) sem_post(semaphore);
 }
 
-void Wait(sem_t* semaphore) {
+void TryWait(sem_t* semaphore) {
   if (!semaphore) return;
-  while (sem_wait(semaphore) != 0 && errno == EINTR) {
+  while (sem_trywait(semaphore) != 0 && errno == EINTR) {
   }
 }
 
@@ -167,9 +167,12 @@ void InterProcessLock::CloseAfterFailure() {
   fd_ = -1;
 }
 
+// The share is taken off without waiting: while another process ends at the same time, the
+// counting semaphore may have been unlinked and made anew, and then this object's share is on a
+// semaphore that nobody counts any more. A blocking wait there would wait for ever.
 InterProcessLock::~InterProcessLock() {
-  Wait(main_.handle);
-  Wait(counting_.handle);
+  TryWait(main_.handle);
+  TryWait(counting_.handle);
   bool othersRemain = HasCount(main_.handle) && HasCount(counting_.handle);
   if (fd_ >= 0) close(fd_);
   if (!othersRemain) {

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "templates/platform/InterProcessLockGuard.h"
 
@@ -116,6 +117,36 @@ class InterProcessLockTest : public ::testing::Test {
     for (const std::string& file : ShmFiles(name_)) unlink(("/dev/shm/" + file).c_str());
   }
 };
+
+// Processes that make and drop locks of one name at the same time all finish: the last user's
+// clean-up in one must not leave another waiting for a share that went with it.
+TEST_F(InterProcessLockTest, ProcessesThatComeAndGoTogetherAllFinish) {
+  std::vector<pid_t> children;
+  for (int child = 0; child < 3; ++child) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      std::thread([&] {
+        for (int round = 0; round < 2000; ++round) {
+          InterProcessLock lock(name_.c_str(), true);
+          if (round % 3 == 0) {
+            lock.enter();
+            lock.leave();
+          }
+        }
+      }).join();
+      _exit(0);
+    }
+    children.push_back(pid);
+  }
+  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(20);
+  for (pid_t pid : children) {
+    int status = -1;
+    while (waitpid(pid, &status, WNOHANG) == 0 && Clock::now() < deadline)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    if (Clock::now() >= deadline) kill(pid, SIGKILL), waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a process hung or failed";
+  }
+}
 
 // The message with which building a recursive lock of this name fails; empty if it does not.
 template <class Error>
