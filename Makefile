@@ -32,7 +32,9 @@ bench: build
 	$(BUILD)/bin/node_map_bench
 	$(BUILD)/bin/sim_cxp_bench
 	$(BUILD)/bin/cxp_port_bench
+	$(BUILD)/bin/cxp_scan_bench
 	$(BUILD)/bin/sim_gige_bench
+	$(BUILD)/bin/sim_cl_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i
