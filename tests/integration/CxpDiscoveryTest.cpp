@@ -365,4 +365,47 @@ TEST(CxpDiscovery, CablesMovingUnderReadersAndCallbacksBreakNothing) {
   EXPECT_EQ(ThreadCount(), threadsBefore);
 }
 
+// A camera that wants two links but has one cable runs on one; its second cable, plugged later,
+// joins the camera as an extension.
+TEST(CxpDiscovery, AnExtensionPluggedLaterJoinsItsCamera) {
+  Events events;
+  Board board("<rig>" + BoardTag(kForms[5], "1 1.1 2 3") +
+              CameraTag("dual", "01", "speeds='3125' defaultLinks='2'") + "</rig>");
+  ASSERT_TRUE(board.Ok());
+  const int camera = VSIM(VSimFindCamera)("dual");
+  ASSERT_EQ(VSIM(VSimUnplug)(0, 1), 0);
+  ASSERT_EQ(Mlo_registerBoardEventCallback(board.Handle(), Events::Callback, &events), 0);
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{250, 1}}));
+  ASSERT_EQ(VSIM(VSimPlug)(0, 1, camera, 1), 0);
+  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{252, 1}}));
+  Mlo_scanPortsEx(board.Handle(), 0xF, 0, 0, 0x20);
+  MloCameraHandle* joined = nullptr;
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 0, &joined), 0);
+  ASSERT_NE(joined, nullptr);
+  EXPECT_EQ(board.CameraProperty(joined, "NrOfLinks"), 2u);
+}
+
+// "CamPort" moves a camera to the operator asked for: it is lost, and found there.
+TEST(CxpDiscovery, CamPortPinsACameraToAnOperator) {
+  Events events;
+  Board board("<rig>" + BoardTag(kForms[5], "1 2 3 4") + CameraTag("single", "0", "speeds='3125'") +
+              "</rig>");
+  ASSERT_TRUE(board.Ok());
+  ASSERT_EQ(Mlo_registerBoardEventCallback(board.Handle(), Events::Callback, &events), 0);
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{250, 1}}));
+  unsigned int operatorId = 3;
+  unsigned int masterId = 1;
+  ASSERT_EQ(Mlo_setBoardPropertyWithType(board.Handle(), const_cast<char*>("CamPort"), &operatorId,
+                                         1, &masterId),
+            0);
+  EXPECT_EQ(events.Wait(2), (std::vector<Events::Event>{{251, 1}, {250, 1}}));
+  Mlo_scanPortsEx(board.Handle(), 0xF, 0, 0, 0x20);
+  MloCameraHandle* moved = nullptr;
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 0, &moved), 0);
+  ASSERT_NE(moved, nullptr);
+  EXPECT_EQ(board.CameraProperty(moved, "AppletPort"), 2u);
+}
+
 }  // namespace
