@@ -85,7 +85,9 @@ class Events {
   static int Callback(MloBoardHandle*, const MloEventInfo* info, void* user) {
     auto* events = static_cast<Events*>(user);
     std::lock_guard<std::mutex> lock(events->mutex_);
-    events->seen_.emplace_back(info->type, info->port);
+    // Copies: the record is packed, and its fields do not bind to references.
+    const Event event{static_cast<unsigned int>(info->type), static_cast<unsigned int>(info->port)};
+    events->seen_.push_back(event);
     events->changed_.notify_all();
     return 0;
   }

@@ -79,7 +79,7 @@ CxpController::CxpController(PLdevice* device, fpga_design* design)
       design_(design),
       boardIndex_(VHalGetBoardIndex(device, 0)),
       boardType_(static_cast<uint32_t>(VHalGetBoardInfoInt(device, "board/type"))),
-      boardLock_(BoardLockName(boardIndex_, "-CxpController_lock").c_str(), true) {
+      boardLock_(BoardLockName(boardIndex_, "-CxpController_lock").c_str(), false) {
   ReadTweaks();
   DetectNrPorts();
   discoveryState_ = std::make_unique<CxpDiscoveryState>(this);

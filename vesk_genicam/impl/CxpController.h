@@ -185,7 +185,8 @@ class CxpController : public IControllerInterface {
   std::condition_variable discoveryDone_;  // a pass ended
   std::mutex portsLock_;
   vesk::templates::platform::RecursiveMutex controllerScope_;
-  // Keeps one read or switch of the selector whole between processes.
+  // Keeps one read or switch of the selector whole between processes; not recursive, as the
+  // port's board locks.
   vesk::templates::platform::InterProcessLock boardLock_;
 
   std::mutex callbackMutex_;

@@ -64,8 +64,8 @@ CCxpPort::CCxpPort(unsigned int portId, ECXPINTERFACETYPE type, PLdevice* device
       boardType_(static_cast<uint32_t>(VHalGetBoardInfoInt(device, "board/type"))),
       portId_(portId),
       portPL_(portId),
-      transceiverLock_(BoardLockName(boardIndex_, "-CCxpTxc_lock").c_str(), true),
-      commandLock_(BoardLockName(boardIndex_, "-CCxpCom_lock").c_str(), true) {
+      transceiverLock_(BoardLockName(boardIndex_, "-CCxpTxc_lock").c_str(), false),
+      commandLock_(BoardLockName(boardIndex_, "-CCxpCom_lock").c_str(), false) {
   if (type_ == CxpIfCameraCtrl) {
     SetPortPL(portId_);
     LockPortQueues();

@@ -274,7 +274,9 @@ class CCxpPort : public IPortInterface {
   std::mutex cameraInfoMutex_;
   vesk::templates::platform::RecursiveMutex portScope_;
   // Board-wide: transceiver and LED registers, and one control packet from send to last
-  // acknowledgement.
+  // acknowledgement. Never entered twice on one path, so not recursive: a recursive lock counts
+  // its levels per thread that built it, and a level that another thread took would keep its
+  // file locked for good, stalling every other process on the board.
   vesk::templates::platform::InterProcessLock transceiverLock_;
   vesk::templates::platform::InterProcessLock commandLock_;
   vesk::templates::platform::RevocableWait revocableWait_;

@@ -81,7 +81,7 @@ TEST_P(ClRequest, BuildsTheSerialLayout) {
   const RequestRow& row = GetParam();
   const Bytes payload = Payload((row.length + 3) & ~3u);
   std::vector<unsigned int> words(payload.size() / 4 + 1);
-  std::memcpy(words.data(), payload.data(), payload.size());
+  if (!payload.empty()) std::memcpy(words.data(), payload.data(), payload.size());
   CClBufferRW request(row.address, row.command, row.id,
                       row.command == kClWriteMemory ? words.data() : nullptr, row.length);
   unsigned char* packet = nullptr;
