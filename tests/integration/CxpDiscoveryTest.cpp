@@ -316,10 +316,17 @@ unsigned int ThreadCount() {
 // nothing crashes or waits for good, the events of each camera alternate, and freeing the board
 // ends every thread it started.
 TEST(CxpDiscovery, CablesMovingUnderReadersAndCallbacksBreakNothing) {
+  std::thread([] {}).join();  // a sanitizer starts its helper thread with the first thread
   const unsigned int threadsBefore = ThreadCount();
   struct Watch {
     std::mutex mutex;
+    std::condition_variable changed;
     std::vector<unsigned int> typesOfA;  // the events of the camera whose cable moves
+    // Waits, boundedly, until camera A has had count events.
+    void Await(size_t count) {
+      std::unique_lock<std::mutex> lock(mutex);
+      changed.wait_for(lock, std::chrono::seconds(10), [&] { return typesOfA.size() >= count; });
+    }
   } watch;
   auto callback = [](MloBoardHandle* board, const MloEventInfo* info, void* user) {
     auto* seen = static_cast<Watch*>(user);
@@ -327,6 +334,7 @@ TEST(CxpDiscovery, CablesMovingUnderReadersAndCallbacksBreakNothing) {
     Mlo_getCamera(board, 0, &camera);  // waits for a running scan, never for good
     std::lock_guard<std::mutex> lock(seen->mutex);
     if (info->port == 1) seen->typesOfA.push_back(info->type);
+    seen->changed.notify_all();
     return 0;
   };
   {
@@ -346,22 +354,23 @@ TEST(CxpDiscovery, CablesMovingUnderReadersAndCallbacksBreakNothing) {
             uint32_t value = 0;
             Mlo_registerReadFromCamera(camera, &value, 0x4);
           }
+          std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
       });
     }
     const int cameraA = VSIM(VSimFindCamera)("a");
-    // Long enough for six bad intervals of 10 ms, and for a pass to find the camera again.
-    for (int round = 0; round < 6; ++round) {
+    // Each move waits for its event, so that every round is a loss and a return.
+    for (size_t round = 0; round < 4; ++round) {
       VSIM(VSimUnplug)(0, 0);
-      std::this_thread::sleep_for(std::chrono::milliseconds(150));
+      watch.Await(2 * round + 2);
       VSIM(VSimPlug)(0, 0, cameraA, 0);
-      std::this_thread::sleep_for(std::chrono::milliseconds(150));
+      watch.Await(2 * round + 3);
     }
     moving = false;
     for (std::thread& reader : readers) reader.join();
   }
   std::lock_guard<std::mutex> lock(watch.mutex);
-  ASSERT_GE(watch.typesOfA.size(), 2u);
+  ASSERT_EQ(watch.typesOfA.size(), 9u);
   for (size_t i = 0; i < watch.typesOfA.size(); ++i)
     EXPECT_EQ(watch.typesOfA[i], i % 2 ? 251u : 250u) << "event " << i;
   EXPECT_EQ(ThreadCount(), threadsBefore);
