@@ -60,8 +60,6 @@ class CxpController : public IControllerInterface {
   int ForceResetControlCore(unsigned int portMask, unsigned int state) override;
 
   int ResetMultiplexer(unsigned int portMask);
-  ECXPINTERFACETYPE GetInterfaceType() const { return gtxInterface_; }
-  const std::vector<std::pair<uint32_t, uint32_t>>& GetPLOperators() const { return plOperators_; }
   CCxpPort* GetCxpPort(unsigned int index) const;
   // Hands an event of the discovery state to the driver, if a callback is set.
   void PublishEvent(MloEventInfo* info);

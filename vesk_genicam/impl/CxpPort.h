@@ -73,7 +73,6 @@ class CCxpPort : public IPortInterface {
   void SetNumCameraConnections(unsigned int count);
   void LockPortQueues();
   void UnlockPortQueues();
-  bool IsPortInMask(unsigned int mask) const { return portId_ < 32 && (mask >> portId_ & 1); }
 
   EPORT_TYPE GetPortType() override { return portType_; }
   uint32_t GetPortId() override { return portId_; }
@@ -86,10 +85,6 @@ class CCxpPort : public IPortInterface {
   uint32_t GetMasterID() const { return masterId_; }
   uint32_t GetExtensionID() const { return extensionId_; }
   uint32_t GetDefaultConfigValue() const { return defaultConfigValue_; }
-  ECXPINTERFACETYPE GetInterfaceType() const { return type_; }
-  bool GetSkipMagic() const { return skipMagic_; }
-  uint64_t GetErrorCountMask() const { return errorCountMask_; }
-  uint64_t GetToleratedNitErrors() const { return toleratedNitErrors_; }
   void SetPortType(EPORT_TYPE type) { portType_ = type; }
   void SetMasterID(uint32_t id) { masterId_ = id; }
   void SetExtensionID(uint32_t id) { extensionId_ = id; }
@@ -128,7 +123,6 @@ class CCxpPort : public IPortInterface {
   bool IsConnected() override;
   bool IsTransceiverSynchronized() override;
   bool CheckTransceiverSynchronizedCounter();
-  int RecoverPortSettings();
   void Reset();
   void RequestCancellation();
   void ResetRevocableWait();

@@ -337,13 +337,6 @@ bool CCxpPort::CheckTransceiverSynchronizedCounter() {
   return false;
 }
 
-int CCxpPort::RecoverPortSettings() {
-  uint32_t config = 0;
-  const int status = ReadPacket(0x4014, reinterpret_cast<unsigned char*>(&config), 4, 200);
-  if (status == 0) speed_ = CUtility::GetLinkSpeedFromConfigValue(ntohl(config));
-  return status;
-}
-
 void CCxpPort::Reset() {
   speed_ = kNoLinkSpeed;
   portType_ = PortTypeUnconnected;
