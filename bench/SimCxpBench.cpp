@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/SimBoard.h"
 #include "loader/vesk_hal.h"
 #include "sim/include/vesk_sim.h"
 
@@ -25,29 +26,10 @@ uint32_t Crc(const uint8_t* bytes, size_t size) {
 }
 
 // A board of the design with the simulator's camera on port 0, at the speed the ports start at.
-class Rig {
- public:
-  explicit Rig(const char* design) {
-    const std::string text =
-        std::string("<rig><board type='2917' ports='4' design='") + design +
-        "'/><camera id='cam' speeds='1250'><link board='0' port='0'/></camera></rig>";
-    ok_ = VSimLoadRigText(text.c_str(), "bench rig") == 0;
-    device_ = VHalInitDevice(0);
-    design_ = VSimDesignLoad(device_);
-  }
-  ~Rig() {
-    VSimDesignFree(design_);
-    VHalFreeDevice(device_);
-  }
-  bool Ok() const { return ok_ && design_; }
-  int Id(const char* name) const { return VSimDesignGetRegisterByName(design_, name); }
-  PLdevice* Device() const { return device_; }
-
- private:
-  bool ok_ = false;
-  PLdevice* device_ = nullptr;
-  fpga_design* design_ = nullptr;
-};
+std::string Rig(const char* design) {
+  return std::string("<rig><board type='2917' ports='4' design='") + design +
+         "'/><camera id='cam' speeds='1250'><link board='0' port='0'/></camera></rig>";
+}
 
 // The read command of 4 bytes at 0, as the host holds its words.
 std::vector<uint32_t> ReadCommand() {
@@ -59,7 +41,7 @@ std::vector<uint32_t> ReadCommand() {
 }
 
 void RegisterForm(benchmark::State& state) {
-  Rig rig("cxp-transceiver-regs");
+  SimBoard rig(Rig("cxp-transceiver-regs"));
   const int fifo = rig.Id("CxpTxCmdWriteData_0");
   const int acks = rig.Id("CxpRxCmdAckPacketData_0");
   if (!rig.Ok() || fifo <= 0 || acks <= 0) return state.SkipWithError("no CoaXPress board");
@@ -82,7 +64,7 @@ void RegisterForm(benchmark::State& state) {
 BENCHMARK(RegisterForm);
 
 void QueueForm(benchmark::State& state) {
-  Rig rig("cxp-camera-ctrl");
+  SimBoard rig(Rig("cxp-camera-ctrl"));
   if (!rig.Ok()) return state.SkipWithError("no CoaXPress board");
   const std::vector<uint32_t> command = ReadCommand();
   const uint32_t packet[3] = {2, command[0], command[1]};  // the header word, no CRC

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/SimBoard.h"
 #include "loader/vesk_hal.h"
 #include "sim/include/vesk_sim.h"
 #include "tests/unit/sim/GigeWire.h"
@@ -16,30 +17,10 @@ namespace {
 using namespace vesk::sim::gige;
 
 // A board of the variant with the simulator's camera on port 0.
-class Rig {
- public:
-  Rig(const char* design, int type) {
-    const std::string text = "<rig><board type='" + std::to_string(type) + "' ports='1' design='" +
-                             design +
-                             "'/><camera id='cam' speeds='1000'><link board='0' port='0'/>"
-                             "</camera></rig>";
-    ok_ = VSimLoadRigText(text.c_str(), "bench rig") == 0;
-    device_ = VHalInitDevice(0);
-    design_ = VSimDesignLoad(device_);
-  }
-  ~Rig() {
-    VSimDesignFree(design_);
-    VHalFreeDevice(device_);
-  }
-  bool Ok() const { return ok_ && design_; }
-  int Id(const char* name) const { return VSimDesignGetRegisterByName(design_, name); }
-  PLdevice* Device() const { return device_; }
-
- private:
-  bool ok_ = false;
-  PLdevice* device_ = nullptr;
-  fpga_design* design_ = nullptr;
-};
+std::string Rig(const char* design, int type) {
+  return "<rig><board type='" + std::to_string(type) + "' ports='1' design='" + design +
+         "'/><camera id='cam' speeds='1000'><link board='0' port='0'/></camera></rig>";
+}
 
 // READREG of the version register by broadcast, padded to the least frame, as 16-bit words.
 std::vector<uint32_t> ReadRegFrame() {
@@ -63,7 +44,7 @@ bool TakeAnswer(PLdevice* device, int queue, bool countsWholeWords) {
 }
 
 void Ka4(benchmark::State& state) {
-  Rig rig("gige-ka4", 3650);
+  SimBoard rig(Rig("gige-ka4", 3650));
   const int reset = rig.Id("GigeBufferReset0");
   const int data = rig.Id("GigeWriteData0");
   const int complete = rig.Id("GigeWriteComplete0");
@@ -80,7 +61,7 @@ void Ka4(benchmark::State& state) {
 BENCHMARK(Ka4);
 
 void Korvid(benchmark::State& state) {
-  Rig rig("gige-korvid", 2898);
+  SimBoard rig(Rig("gige-korvid", 2898));
   const int stream = rig.Id("GigeTxControlWriteData_0");
   if (!rig.Ok() || stream <= 0) return state.SkipWithError("no GigE board");
   std::vector<uint64_t> words = {0x30707, 0x30707, 0x30707, 0x30707, 0x30707,
