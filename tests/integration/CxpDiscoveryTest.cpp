@@ -419,4 +419,24 @@ TEST(CxpDiscovery, CamPortPinsACameraToAnOperator) {
   EXPECT_EQ(board.CameraProperty(moved, "AppletPort"), 2u);
 }
 
+// The design's operators can be stood in for by the settings: four one-link operators become one
+// four-link operator, and a four-link camera takes it.
+TEST(CxpDiscovery, SimulatedAppletOperatorsStandInForTheDesigns) {
+  setenv("VESK_CXP_SIMULATE_APPLET_MASTERS", "0x1111", 1);
+  setenv("VESK_CXP_SIMULATE_APPLET_EXTENSIONS", "0x3210", 1);
+  Board board("<rig>" + BoardTag(kForms[5], "1 2 3 4") +
+              CameraTag("quad", "3210", "speeds='3125'") + "</rig>");
+  unsetenv("VESK_CXP_SIMULATE_APPLET_MASTERS");
+  unsetenv("VESK_CXP_SIMULATE_APPLET_EXTENSIONS");
+  ASSERT_TRUE(board.Ok());
+  ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0xF, 5000, 0, 0), 0);
+  ASSERT_EQ(Mlo_getCameraCount(board.Handle()), 1);
+  MloCameraHandle* camera = nullptr;
+  ASSERT_EQ(Mlo_getCamera(board.Handle(), 3, &camera), 0);
+  ASSERT_NE(camera, nullptr);
+  EXPECT_EQ(board.CameraProperty(camera, "AppletOperatorSize"), 4u);
+  for (unsigned int link = 0; link < 4; ++link)
+    EXPECT_EQ(board.CameraProperty(camera, "AppletPort", link), link);
+}
+
 }  // namespace
