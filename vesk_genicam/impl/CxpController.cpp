@@ -2,8 +2,6 @@
 // properties the board object reads, and the firmware's port multiplexer (the selector).
 #include "vesk_genicam/impl/CxpController.h"
 
-#include <arpa/inet.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -65,12 +63,6 @@ unsigned int BitState(uint64_t value, const unsigned int* states, unsigned int c
 }
 
 double Signed16(uint64_t value) { return static_cast<int16_t>(value & 0xFFFF); }
-
-std::string Hex(uint64_t value) {
-  std::ostringstream text;
-  text << "0x" << std::hex << value;
-  return text.str();
-}
 
 }  // namespace
 
@@ -211,8 +203,8 @@ void CxpController::ReadOperators() {
     masters = std::strtoull(simulatedMasters.c_str(), nullptr, 0);
     extensions = std::strtoull(simulatedExtensions.c_str(), nullptr, 0);
     logger_.Line(3, [&] {
-      return "Using VESK_CXP_SIMULATE_APPLET_MASTERS = " + Hex(masters) +
-             ", VESK_CXP_SIMULATE_APPLET_EXTENSIONS = " + Hex(extensions);
+      return "Using VESK_CXP_SIMULATE_APPLET_MASTERS = " + CUtility::HexText(masters) +
+             ", VESK_CXP_SIMULATE_APPLET_EXTENSIONS = " + CUtility::HexText(extensions);
     });
   }
   for (unsigned int port = 0; port < nrPorts_; ++port) {
@@ -293,8 +285,9 @@ int CxpController::DisablePowerOverFramegrabber(unsigned int portMask) {
 
 int CxpController::PowerPorts(unsigned int portMask, bool on) {
   RecursiveMutexGuard scope(&controllerScope_);
-  logger_.Line(
-      3, [&] { return "Enabling power over CXP" + BoardText() + ",port-mask=" + Hex(portMask); });
+  logger_.Line(3, [&] {
+    return "Enabling power over CXP" + BoardText() + ",port-mask=" + CUtility::HexText(portMask);
+  });
   int status = 0;
   if (gtxInterface_ == CxpIfCameraCtrl) {
     for (unsigned int port = 0; port < nrPorts_; ++port) {
@@ -336,8 +329,8 @@ void CxpController::PerformPortTripReset() {
     }
     if (tripped == 0) return;
     logger_.Line(4, [&] {
-      return "[CXP::Ctrl::TripReset] Some ports are in a tripped state; port mask " + Hex(tripped) +
-             "; resetting ports";
+      return "[CXP::Ctrl::TripReset] Some ports are in a tripped state; port mask " +
+             CUtility::HexText(tripped) + "; resetting ports";
     });
     DisablePowerOverFramegrabber(tripped);
     Wait(1);
@@ -353,7 +346,7 @@ void CxpController::PerformPortTripReset() {
     if (attempts == 0 || --attempts == 0) {
       logger_.Line(4, [&] {
         return "[CXP::Ctrl::TripReset] Some ports are in a tripped state; port mask " +
-               Hex(tripped);
+               CUtility::HexText(tripped);
       });
       return;
     }
@@ -473,8 +466,7 @@ int CxpController::GetLinkConfig(unsigned int port) {
   CCxpPort* master = ports_[port].get();
   if (master->GetPortType() != PortTypeMaster) return 0;
   uint32_t config = 0;
-  if (master->ReadPacket(0x4014, reinterpret_cast<unsigned char*>(&config), 4, 200) != 0) return 0;
-  return static_cast<int>(ntohl(config));
+  return master->ReadWord(0x4014, config) == 0 ? static_cast<int>(config) : 0;
 }
 
 int CxpController::SetProperty(char* name, void* value, unsigned int type, void* index) {

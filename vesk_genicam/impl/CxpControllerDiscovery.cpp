@@ -1,7 +1,5 @@
 // The discovery pipeline of CxpController and its two threads: one runs passes over the wanted
 // ports that have no camera yet, the other watches the error counters of the connected links.
-#include <arpa/inet.h>
-
 #include <chrono>
 #include <map>
 #include <sstream>
@@ -15,7 +13,6 @@
 
 namespace {
 
-constexpr unsigned int kTimeoutMs = 200;
 constexpr unsigned int kConnectionReset = 0x4000;
 constexpr unsigned int kConnectionConfig = 0x4014;
 constexpr unsigned int kLinkResetSpeed = 3125;
@@ -24,21 +21,10 @@ constexpr unsigned int kFlagRediscover = 64;
 constexpr unsigned int kSearchSpeeds[] = {3125, 1250, 6250, 5000, 2500};
 constexpr unsigned int kHighSpeeds[] = {10000, 12500};
 
-std::string Hex(uint64_t value) {
-  std::ostringstream text;
-  text << "0x" << std::hex << value;
-  return text.str();
-}
-
 std::string Gbps(unsigned int speed) {
   std::ostringstream text;
   text << speed / 1000.0;
   return text.str();
-}
-
-int WriteWord(CCxpPort& port, unsigned int address, uint32_t value) {
-  uint32_t wire = htonl(value);
-  return port.WritePacket(address, reinterpret_cast<unsigned char*>(&wire), 4, kTimeoutMs);
 }
 
 }  // namespace
@@ -89,7 +75,7 @@ int CxpController::Discovery(unsigned int portMask, unsigned int speed, unsigned
   }
   const unsigned int mask = portMask & ((1u << nrPorts_) - 1);
   if (mask == 0) {
-    logger_.Line(5, [&] { return "Invalid port mask " + Hex(portMask); });
+    logger_.Line(5, [&] { return "Invalid port mask " + CUtility::HexText(portMask); });
     return MLO_ERR_INVALID_PORT;
   }
   ResetRevocableWait();
@@ -221,7 +207,7 @@ void CxpController::PerformCoreReset() {
   CheckIsDiscoveryThreadAlive();
   logger_.Line(3, [&] {
     return "[CXP::Ctrl::InternalDiscovery] Perform Core Reset with Port Mask " +
-           Hex(discoveryMask_);
+           CUtility::HexText(discoveryMask_);
   });
   ForceResetControlCore(discoveryMask_, 6);
   logger_.Line(3, [] { return "[CXP::Ctrl::CoreReset] Finished."; });
@@ -230,7 +216,8 @@ void CxpController::PerformCoreReset() {
 void CxpController::PerformLinkReset() {
   CheckIsDiscoveryThreadAlive();
   logger_.Line(3, [&] {
-    return "[CXP::Ctrl::LinkReset] Starting. Port mask is " + Hex(discoveryMask_) + ".";
+    return "[CXP::Ctrl::LinkReset] Starting. Port mask is " + CUtility::HexText(discoveryMask_) +
+           ".";
   });
   bool changed = false;
   for (unsigned int number = 0; number < nrPorts_; ++number) {
@@ -251,7 +238,7 @@ void CxpController::PerformLinkReset() {
       return "[CXP::Ctrl::LinkReset] Performing link reset on port " + std::to_string(number);
     });
     // Whether a camera is there or not: the reset is never answered.
-    WriteWord(*ports_[number], kConnectionReset, 1);
+    ports_[number]->WriteWord(kConnectionReset, 1);
     if (waitAfterLinkResetOnEachPort_ != 0) {
       logger_.Line(3, [&] {
         return "[CXP::Ctrl::LinkReset] Waiting " + std::to_string(waitAfterLinkResetOnEachPort_) +
@@ -300,7 +287,9 @@ unsigned int CxpController::PerformSpeedDetect(unsigned int requestedSpeed) {
     }
     unsigned int locked = 0;
     LockLinksAtSpeed(remaining, speed, &locked);
-    logger_.Line(3, [&] { return "[CXP::Ctrl::SpeedDetect] Links " + Hex(locked) + " locked."; });
+    logger_.Line(3, [&] {
+      return "[CXP::Ctrl::SpeedDetect] Links " + CUtility::HexText(locked) + " locked.";
+    });
     found |= locked;
     remaining &= ~locked;
   }
@@ -331,7 +320,8 @@ int CxpController::LockLinksAtSpeed(unsigned int mask, unsigned int speed,
 void CxpController::SetFinalLinkConfig() {
   CheckIsDiscoveryThreadAlive();
   logger_.Line(3, [&] {
-    return "[CXP::Ctrl::SetFinalLinkConfig] Starting with port mask " + Hex(discoveryMask_) + ".";
+    return "[CXP::Ctrl::SetFinalLinkConfig] Starting with port mask " +
+           CUtility::HexText(discoveryMask_) + ".";
   });
   struct Change {
     unsigned int speed;
@@ -360,7 +350,7 @@ void CxpController::SetFinalLinkConfig() {
     }
     if (defaultLinks == links && currentSpeed == defaultSpeed) continue;
     // The camera may take the link down before it answers.
-    WriteWord(master, kConnectionConfig, CUtility::GetLinkConfigValueFromSpeed(target, links));
+    master.WriteWord(kConnectionConfig, CUtility::GetLinkConfigValueFromSpeed(target, links));
     changes[&master] = {target, linkMask};
   }
   if (changes.empty()) {
@@ -444,23 +434,21 @@ int CxpController::ChangeLinkConfig(unsigned int port, unsigned int config) {
                                     ? current | unconnected
                                     : current;
     if (links == 0 || speed == 0) {
-      uint32_t wire = 0;
-      if (master.ReadPacket(kConnectionConfig, reinterpret_cast<unsigned char*>(&wire), 4,
-                            kTimeoutMs) != 0) {
+      uint32_t present = 0;
+      if (master.ReadWord(kConnectionConfig, present) != 0) {
         logger_.Line(4, [&] {
           return "[CXP::Ctrl::ChangeLinkConfig] Camera lost on port " + std::to_string(port) +
                  ". Resetting port.";
         });
         master.Reset();
       } else {
-        const uint32_t present = ntohl(wire);
         if (links == 0) links = CUtility::GetLinkCountFromConfigValue(present);
         if (speed == 0) speed = CUtility::GetLinkSpeedFromConfigValue(present);
       }
     }
     const uint32_t value = CUtility::GetLinkConfigValueFromSpeed(speed, links);
     if ((value & 0xFFFF) == 0) return MLO_ERR_INVALID_ARGUMENT;
-    result = WriteWord(master, kConnectionConfig, value);
+    result = master.WriteWord(kConnectionConfig, value);
     if (result != 0) return result;
     SetUplinkSpeed(target, speed, nullptr);
     if (waitAfterCameraConfigDone_ != 0) {

@@ -1,13 +1,10 @@
 // The topology of CxpController: locked links grouped into cameras by their connection IDs,
 // cameras asked to use spare links, cameras given to firmware operators, and the port
 // multiplexer set so that each link reaches the firmware port its operator expects.
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 
 #include "vesk_genicam/impl/CxpController.h"
@@ -17,7 +14,6 @@
 
 namespace {
 
-constexpr unsigned int kTimeoutMs = 200;
 constexpr unsigned int kDeviceConnectionId = 0x4004;
 constexpr unsigned int kMasterHostConnectionId = 0x4008;
 constexpr unsigned int kConnectionConfig = 0x4014;
@@ -25,25 +21,6 @@ constexpr unsigned int kConnectionConfigDefault = 0x4018;
 constexpr uint64_t kIdentitySelector = 0x7654321076543210;
 constexpr unsigned int kNotAssigned = 0xFFFFFFFF;
 constexpr unsigned int kSwitchSettleMs = 256;
-
-int ReadWord(CCxpPort& port, unsigned int address, uint32_t& value) {
-  uint32_t wire = 0;
-  const int status =
-      port.ReadPacket(address, reinterpret_cast<unsigned char*>(&wire), 4, kTimeoutMs);
-  if (status == 0) value = ntohl(wire);
-  return status;
-}
-
-int WriteWord(CCxpPort& port, unsigned int address, uint32_t value) {
-  uint32_t wire = htonl(value);
-  return port.WritePacket(address, reinterpret_cast<unsigned char*>(&wire), 4, kTimeoutMs);
-}
-
-std::string Hex(uint64_t value) {
-  std::ostringstream text;
-  text << "0x" << std::hex << value;
-  return text.str();
-}
 
 std::string PortAndSpeed(CCxpPort& port) {
   return std::to_string(port.GetPortId()) + " Speed: " + std::to_string(port.GetSpeed());
@@ -69,7 +46,8 @@ unsigned int CxpController::ConnectedPorts(unsigned int mask) const {
 void CxpController::ScanTopology() {
   CheckIsDiscoveryThreadAlive();
   logger_.Line(3, [&] {
-    return "[CXP::Ctrl::ScanTopology] Starting with port mask " + Hex(discoveryMask_) + ".";
+    return "[CXP::Ctrl::ScanTopology] Starting with port mask " +
+           CUtility::HexText(discoveryMask_) + ".";
   });
   int result = ScanTopologyMasters(discoveryMask_);
   if (result == 0) result = ScanTopologyExtensions(discoveryMask_);
@@ -88,7 +66,7 @@ void CxpController::ReadLinkIds(unsigned int mask, const char* step) {
     CCxpPort& port = *ports_[number];
     if (!(ConnectedPorts(mask) >> number & 1)) continue;
     uint32_t id = 0;
-    if (ReadWord(port, kDeviceConnectionId, id) != 0) {
+    if (port.ReadWord(kDeviceConnectionId, id) != 0) {
       logger_.Line(4, [&] {
         return std::string("[CXP::Ctrl::") + step +
                "] Failed to get camera Link id - Port: " + PortAndSpeed(port);
@@ -109,8 +87,8 @@ int CxpController::ScanTopologyMasters(unsigned int mask) {
     const unsigned int masterId = number + 1;
     port.SetMasterID(masterId);
     // The camera hands this on to all its links: that is how extensions learn their master.
-    if (WriteWord(port, kMasterHostConnectionId,
-                  static_cast<uint32_t>(boardIndex_) << 8 | masterId) != 0) {
+    if (port.WriteWord(kMasterHostConnectionId,
+                       static_cast<uint32_t>(boardIndex_) << 8 | masterId) != 0) {
       logger_.Line(4, [&] {
         return "[CXP::Ctrl::ScanTopologyMasters] Failed to set camera master id - Port: " +
                PortAndSpeed(port);
@@ -127,7 +105,7 @@ int CxpController::ScanTopologyExtensions(unsigned int mask) {
     CCxpPort& port = *ports_[number];
     if (!(ConnectedPorts(mask) >> number & 1)) continue;
     uint32_t host = 0;
-    if (ReadWord(port, kMasterHostConnectionId, host) != 0) continue;
+    if (port.ReadWord(kMasterHostConnectionId, host) != 0) continue;
     const unsigned int masterId = host & 0xFF;
     port.SetMasterID(masterId);
     port.SetLogicalPort((masterId << 16) + port.GetExtensionID());
@@ -141,7 +119,7 @@ int CxpController::ScanDefaultConfigs(unsigned int mask) {
     CCxpPort& port = *ports_[number];
     if (!(mask >> number & 1) || port.GetPortType() != PortTypeMaster) continue;
     uint32_t config = 0;
-    const int status = ReadWord(port, kConnectionConfigDefault, config);
+    const int status = port.ReadWord(kConnectionConfigDefault, config);
     if (status == 0) {
       port.SetDefaultConfigValue(config);
       continue;
@@ -219,7 +197,7 @@ int CxpController::ConnectUnconnectedPorts(unsigned int mask) {
              std::to_string(maxOpen) + " Port Max conn: " + std::to_string(conn);
     });
     uint32_t present = 0;
-    ReadWord(port, kConnectionConfig, present);
+    port.ReadWord(kConnectionConfig, present);
     logger_.Line(2, [&] {
       return "[CXP::Ctrl::ConnectUnconnectedPorts] Read link config on : " + std::to_string(number);
     });
@@ -241,7 +219,7 @@ int CxpController::ConnectUnconnectedPorts(unsigned int mask) {
     const unsigned int wanted = std::min(cameraMax, maxOpen);
     const uint32_t config = CUtility::GetLinkConfigValueFromSpeed(port.GetSpeed(), wanted);
     if (config == present) continue;
-    WriteWord(port, kConnectionConfig, config);
+    port.WriteWord(kConnectionConfig, config);
     openLinks[port.GetSpeed()] += wanted - conn;
     logger_.Line(3, [&] {
       return "[CXP::Ctrl::ConnectUnconnectedPorts] Activate conn on : " + std::to_string(number);
@@ -272,7 +250,8 @@ void CxpController::PerformOperatorAssignment() { PerformOperatorAssignmentMaske
 void CxpController::PerformOperatorAssignmentMasked(unsigned int mask) {
   CheckIsDiscoveryThreadAlive();
   logger_.Line(3, [&] {
-    return "[CXP::Ctrl::PerformOperatorAssignment] Starting with port mask " + Hex(mask) + ".";
+    return "[CXP::Ctrl::PerformOperatorAssignment] Starting with port mask " +
+           CUtility::HexText(mask) + ".";
   });
   std::vector<std::pair<CCxpPort*, unsigned int>> assignments;
   std::vector<CCxpPort*> cameras;
@@ -371,13 +350,14 @@ void CxpController::MultiplexConn(unsigned int mask) {
     } else {
       logger_.Line(4, [&] {
         return "[CXP::Ctrl::MultiplexConn] Found map port notconnected: " + std::to_string(number) +
-               " Logical port ID: " + Hex(port.GetLogicPLPort());
+               " Logical port ID: " + CUtility::HexText(port.GetLogicPLPort());
       });
       port.Reset();
     }
   }
   const uint64_t selector = CUtility::GetMuplex(pairs);
-  logger_.Line(3, [&] { return "[CXP::Ctrl::MultiplexConn] New Selector: " + Hex(selector); });
+  logger_.Line(
+      3, [&] { return "[CXP::Ctrl::MultiplexConn] New Selector: " + CUtility::HexText(selector); });
   SwitchAndRemapPorts(mask, selector);
 }
 

@@ -2,10 +2,10 @@
 
 #include <climits>
 #include <cstring>
-#include <sstream>
 
 #include "vesk_genicam/impl/CxpController.h"
 #include "vesk_genicam/impl/Driver.h"
+#include "vesk_genicam/impl/Utility.h"
 
 vesk::tools::logging::ClassLogger CxpDiscoveryState::logger_{"vesk.genicam.CxpDiscoveryState"};
 
@@ -18,12 +18,6 @@ std::unique_ptr<char[]> Copy(const std::string& text) {
   auto copy = std::make_unique<char[]>(text.size() + 1);
   std::memcpy(copy.get(), text.c_str(), text.size() + 1);
   return copy;
-}
-
-std::string Hex(unsigned int value) {
-  std::ostringstream text;
-  text << "0x" << std::hex << value;
-  return text.str();
 }
 
 // The ports of one camera, master first, as the lists of its links name them.
@@ -139,7 +133,8 @@ unsigned int CxpDiscoveryState::speedOfMaster(const Camera& camera, const Ports&
 }
 
 void CxpDiscoveryState::notifyLinkDiscoveries(unsigned int mask, const Ports& ports) {
-  logger_.Line(3, [&] { return "Links discovered event generated,port-mask=" + Hex(mask); });
+  logger_.Line(
+      3, [&] { return "Links discovered event generated,port-mask=" + CUtility::HexText(mask); });
   std::lock_guard<std::mutex> lock(stateLock_);
   std::map<unsigned int, CCxpPort*> byPort;
   for (const PhysicalPort& physical : physicalPorts_)
@@ -219,7 +214,8 @@ void CxpDiscoveryState::updateExtensionLinkProperties(unsigned int masterId, Cam
 }
 
 void CxpDiscoveryState::notifyLinkLosses(unsigned int mask, const Ports& ports) {
-  logger_.Line(3, [&] { return "Links lost event generated,port-mask=" + Hex(mask); });
+  logger_.Line(3,
+               [&] { return "Links lost event generated,port-mask=" + CUtility::HexText(mask); });
   std::lock_guard<std::mutex> lock(stateLock_);
   std::set<unsigned int> noted;
   for (PhysicalPort& physical : physicalPorts_) {

@@ -5,13 +5,13 @@
 #include <time.h>
 
 #include <cstdio>
-#include <sstream>
 
 #include "templates/patterns/GenericLockGuard.h"
 #include "templates/platform/RecursiveMutexGuard.h"
 #include "templates/platform/RtTweakProperties.h"
 #include "vesk_genicam/impl/BoardLocks.h"
 #include "vesk_genicam/impl/BoardTypes.h"
+#include "vesk_genicam/impl/Utility.h"
 
 using vesk::templates::patterns::GenericLock;
 using vesk::templates::patterns::GenericLockGuard;
@@ -266,9 +266,7 @@ void CCxpPort::SetLEDState(ELEDSTATE state) {
 void CCxpPort::SetFirmwareCxpStandardVersion(unsigned int value) {
   if (type_ != CxpIfCameraCtrl) return;
   logger_.Line(3, [&] {
-    std::ostringstream line;
-    line << Prefix() << "] Setting standard version to 0x" << std::hex << value << ".";
-    return line.str();
+    return Prefix() + "] Setting standard version to " + CUtility::HexText(value) + ".";
   });
   const int status = VHalCameraCtrlSetPortCxpStandardVersion(device_, portId_, value);
   if (status < 0) {

@@ -103,6 +103,9 @@ class CCxpPort : public IPortInterface {
   // GenApi's access. Failures are not passed on: a node reads what the buffer held.
   void Read(void* buffer, int64_t address, int64_t length) override;
   void Write(const void* buffer, int64_t address, int64_t length) override;
+  // A big-endian camera register of 4 bytes, with the register time-out of 200 ms.
+  int ReadWord(unsigned int address, uint32_t& value);
+  int WriteWord(unsigned int address, uint32_t value);
   int ExecCmd(bool write, unsigned int address, unsigned int* buffer, unsigned int size,
               AckPolicy policy, unsigned int timeoutMs);
   void ResetTag(bool enable);
@@ -211,8 +214,6 @@ class CCxpPort : public IPortInterface {
   int PollBit(int id, uint64_t bit, bool set);
 
   // Identity.
-  int ReadWord(unsigned int address, uint32_t& value);
-  int WriteWord(unsigned int address, uint32_t value);
   int ReadString(unsigned int address, unsigned int size, std::string& text);
   void SettleVersion();
   void SettleTags();

@@ -36,12 +36,6 @@ constexpr unsigned int kGenApiTimeoutMs = 200;
 constexpr unsigned int kConnectionReset = 0x4000;
 constexpr unsigned int kConnectionConfig = 0x4014;
 
-std::string Hex(unsigned int value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%X", value);
-  return text;
-}
-
 }  // namespace
 
 // One command in flight: what is done of it, and the state of the packet being acknowledged.
@@ -74,7 +68,7 @@ int CCxpPort::ReadPacket(unsigned int address, unsigned char* buffer, unsigned i
     status = ExecCmd(false, address + done, reinterpret_cast<unsigned int*>(bytes + done), part,
                      AckRequired, timeoutMs);
     logger_.Line(2, [&] {
-      return Prefix() + "] Start ReadPacket param: " + Hex(address + done) + ", " +
+      return Prefix() + "] Start ReadPacket param: " + CUtility::HexText(address + done) + ", " +
              std::to_string(part);
     });
     done += part;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <sstream>
 
 #include "templates/container/ManagedDataArray.h"
 #include "templates/platform/RecursiveMutexGuard.h"
@@ -53,12 +52,6 @@ constexpr unsigned int kUrlSize = 256;
 constexpr uint32_t kZipLocalHeader = 0x04034B50;
 // Larger than any camera description; a location that claims more is not believed.
 constexpr uint32_t kMaxXmlSize = 64u << 20;
-
-std::string Hex(uint32_t value) {
-  std::ostringstream text;
-  text << std::hex << value;
-  return text.str();
-}
 
 // "Local:" name ";" address ";" size, both numbers in hex; false for anything else.
 bool ParseLocation(std::string location, uint32_t& address, uint32_t& size) {
@@ -109,7 +102,8 @@ int CCxpPort::SaveCameraInfo() {
   cameraInfo_.Reset();
   uint32_t revision = 0;
   if (ReadWord(kRevision, revision) == 0) cameraInfo_.SetRevision(revision);
-  logger_.Line(3, [&] { return Prefix() + "] Revision: " + Hex(cameraInfo_.GetRevision()); });
+  logger_.Line(
+      3, [&] { return Prefix() + "] Revision: " + CUtility::HexText(cameraInfo_.GetRevision()); });
   if (cameraInfo_.GetRevision() > 0x1FFFF) SettleVersion();
   SettleTags();
   SettlePacketSizes();
@@ -117,10 +111,11 @@ int CCxpPort::SaveCameraInfo() {
   if (ReadWord(kAcquisitionStart, address) == 0) acquisitionStartAddress_ = address;
   if (ReadWord(kAcquisitionStop, address) == 0) acquisitionStopAddress_ = address;
   logger_.Line(3, [&] {
-    return Prefix() + "] Acquisition Start Address: " + Hex(acquisitionStartAddress_);
+    return Prefix() + "] Acquisition Start Address: " + CUtility::HexText(acquisitionStartAddress_);
   });
-  logger_.Line(
-      3, [&] { return Prefix() + "] Acquisition Stop Address: " + Hex(acquisitionStopAddress_); });
+  logger_.Line(3, [&] {
+    return Prefix() + "] Acquisition Stop Address: " + CUtility::HexText(acquisitionStopAddress_);
+  });
 
   struct Field {
     unsigned int address;
@@ -156,7 +151,8 @@ int CCxpPort::SaveCameraInfo() {
 void CCxpPort::SettleVersion() {
   uint32_t supported = 0;
   if (ReadWord(kVersionsSupported, supported) == 0) cameraInfo_.SetVersionsSupported(supported);
-  logger_.Line(3, [&] { return Prefix() + "] Versions Supported: 0x" + Hex(supported); });
+  logger_.Line(3,
+               [&] { return Prefix() + "] Versions Supported: " + CUtility::HexText(supported); });
   uint32_t used = 0;
   unsigned int firmwareVersion = 0;
   if (enableCxp2Extensions_ && cameraInfo_.IsVersionSupported(kSupports20) &&
@@ -175,12 +171,12 @@ void CCxpPort::SettleVersion() {
   const int status = WriteWord(kVersionUsed, used);
   if (status != 0) {
     logger_.Line(4, [&] {
-      return Prefix() + "] Failed to set Version Used: 0x" + Hex(used) + " " +
+      return Prefix() + "] Failed to set Version Used: " + CUtility::HexText(used) + " " +
              std::to_string(status);
     });
   } else {
     cameraInfo_.SetVersionUsed(used);
-    logger_.Line(3, [&] { return Prefix() + "] Version Used: 0x" + Hex(used); });
+    logger_.Line(3, [&] { return Prefix() + "] Version Used: " + CUtility::HexText(used); });
   }
   SetFirmwareCxpStandardVersion(firmwareVersion);
 }
@@ -258,7 +254,9 @@ int CCxpPort::GetXmlInfo() {
   uint32_t schema = 0;
   if (status == 0) status = ReadWord(kXmlVersion, version);
   if (status == 0) status = ReadWord(kXmlSchemaVersion, schema);
-  if (status == 0) xmlName_ = Hex(version) + ";" + Hex(schema) + ";" + url;
+  if (status == 0)
+    xmlName_ = CUtility::HexText(version).substr(2) + ";" + CUtility::HexText(schema).substr(2) +
+               ";" + url;
   return status;
 }
 

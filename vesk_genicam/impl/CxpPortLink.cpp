@@ -1,6 +1,5 @@
 // The link layer of CCxpPort: bit rates, transceiver resets, lock detection, the error-counter
 // supervision of a running link, and the reset of what discovery learned.
-#include <arpa/inet.h>
 
 #include <chrono>
 #include <sstream>
@@ -49,7 +48,6 @@ constexpr unsigned int kCleanReadsForLock = 51;
 constexpr unsigned int kMaxLockReads = 99;
 constexpr unsigned int kLockAttempts = 10;
 constexpr uint32_t kBootstrapMagic = 0xC0A79AE5;
-constexpr unsigned int kMagicTimeoutMs = 200;
 
 const SpeedRow* FindSpeed(unsigned int speed) {
   for (const SpeedRow& row : kSpeeds)
@@ -272,17 +270,15 @@ int CCxpPort::CheckBootstrapComunication() {
   if (waitAfterLinkLockFound_ != 0) revocableWait_.RevocableWaitFor(waitAfterLinkLockFound_);
   if (skipMagic_) return 0;
   uint32_t magic = 0;
-  if (ReadPacket(0, reinterpret_cast<unsigned char*>(&magic), 4, kMagicTimeoutMs) != 0) {
+  if (ReadWord(0, magic) != 0) {
     logger_.Line(4, [&] { return Prefix() + "] Link up but register communication failed"; });
     return MLO_ERR_INVALID_LINK_SPEED;
   }
-  magicValue_ = ntohl(magic);
+  magicValue_ = magic;
   if (magicValue_ != kBootstrapMagic) {
     logger_.Line(4, [&] {
-      std::ostringstream line;
-      line << Prefix() << "] Link up but received wrong magic value 0x" << std::hex << magicValue_
-           << ".";
-      return line.str();
+      return Prefix() + "] Link up but received wrong magic value " +
+             CUtility::HexText(magicValue_) + ".";
     });
     return MLO_ERR_INVALID_LINK_SPEED;
   }

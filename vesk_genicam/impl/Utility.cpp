@@ -352,6 +352,12 @@ bool CUtility::IsBitSet(unsigned int value, unsigned int position) {
   return (value & GetBitAt(position)) != 0;
 }
 
+std::string CUtility::HexText(uint64_t value) {
+  char text[24];
+  std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
+  return text;
+}
+
 std::string CUtility::LogBufferData(const unsigned int* data, unsigned int count) {
   // The dump goes behind this text rather than replacing it; the logs have always read so.
   std::string text = "Null Buffer";

@@ -75,6 +75,8 @@ class CUtility {
 
   // Hex dump of count bytes for the log, behind the text "Null Buffer".
   static std::string LogBufferData(const unsigned int* data, unsigned int count);
+  // "0x" and the value in lower-case hex digits, for the log.
+  static std::string HexText(uint64_t value);
 };
 
 // Strict orderings of a pair by one member alone, for std::sort.
