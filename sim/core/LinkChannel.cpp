@@ -46,7 +46,7 @@ bool LinkChannel::Locked() const {
 }
 
 bool LinkChannel::LockedHeld() const {
-  if (!cable_.camera) return false;
+  if (!cable_.camera) return tapped_;
   if (const std::shared_ptr<LinkState> links = cable_.camera->Links()) {
     return links->Runs(cable_.link, speed_);
   }
@@ -60,10 +60,11 @@ void LinkChannel::SetReceiver(Receiver receiver) {
 }
 
 bool LinkChannel::ToCamera(const Packet& packet) {
+  ToTap(packet);
   std::shared_ptr<DeviceModel> device;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!device_ || (!LockedHeld() && !device_->HearsWithoutLock())) return false;
+    if (!device_ || (!LockedHeld() && !device_->HearsWithoutLock())) return tapped_;
     device = device_;
   }
   ++toCamera_;
@@ -76,7 +77,7 @@ void LinkChannel::ToBoard(const Packet& packet) {
   std::shared_ptr<DeviceModel> device;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!LockedHeld()) return;
+    if (!cable_.camera || !LockedHeld()) return;
     camera = cable_.camera;
     device = device_;
   }
@@ -133,10 +134,37 @@ void LinkChannel::AddLineErrors(uint32_t count) { lineErrors_ += count; }
 uint64_t LinkChannel::LineErrors() const { return lineErrors_.load(); }
 
 void LinkChannel::Deliver(const Packet& packet) {
+  ToTap(packet);
   std::lock_guard<std::recursive_mutex> lock(receiverMutex_);
   if (!receiver_) return;
   ++fromCamera_;
   receiver_(packet);
+}
+
+void LinkChannel::SetTap(Receiver tap) {
+  std::lock_guard<std::recursive_mutex> lock(tapMutex_);
+  tapped_ = static_cast<bool>(tap);
+  tap_ = std::move(tap);
+}
+
+void LinkChannel::ToTap(const Packet& packet) {
+  std::lock_guard<std::recursive_mutex> lock(tapMutex_);
+  if (tap_) tap_(packet);
+}
+
+void LinkChannel::FromTap(const Packet& packet) {
+  {
+    std::lock_guard<std::recursive_mutex> lock(receiverMutex_);
+    if (receiver_) receiver_(packet);
+  }
+  std::shared_ptr<DeviceModel> device;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!device_ || !cable_.camera || !LockedHeld()) return;
+    device = device_;
+  }
+  ++toCamera_;
+  device->FromBoard(packet);
 }
 
 void LinkChannel::Delay(Packet packet, uint32_t delayMs) {

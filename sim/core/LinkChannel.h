@@ -51,6 +51,7 @@ class LinkChannel {
   uint32_t Speed() const;
   // A cable is in and its camera's link runs at the speed: before its transport changed the
   // link (its LinkState), at any speed the camera offers; a camera that lists no speeds takes any.
+  // Without a cable, a tap to another network holds the link up.
   bool Locked() const;
 
   // The port's faults; the camera's are its CameraUnit's.
@@ -73,6 +74,14 @@ class LinkChannel {
   void AddLineErrors(uint32_t count);
   uint64_t LineErrors() const;
 
+  // ---- Another network on the wire, as a bridge to the host's ----
+  // Every packet that crosses, either way, goes to tap as well; empty for none. Once it returns,
+  // the old tap runs no more.
+  void SetTap(Receiver tap);
+  // A packet from the other network: to the firmware's receiver and, while the link runs, to the
+  // camera, whose answers cross as ever.
+  void FromTap(const Packet& packet);
+
   PortCounters Counters() const;
   void ResetCounters();
 
@@ -84,10 +93,12 @@ class LinkChannel {
   void Delay(Packet packet, uint32_t delayMs);
   void Send(const std::vector<LatePacket>& packets);
   void DeliverLate();
+  void ToTap(const Packet& packet);
 
   // Lock order: receiverMutex_ before mutex_ and lateMutex_ (a receiver that sends takes them);
   // mutex_ and lateMutex_ are never held together, nor while a device or receiver runs. mutex_
-  // comes before the camera's link state (CameraUnit::Links, LinkState::Runs).
+  // comes before the camera's link state (CameraUnit::Links, LinkState::Runs). tapMutex_ comes
+  // last: a tap takes no lock of the channel.
   mutable std::mutex mutex_;
   Cable cable_;
   std::shared_ptr<DeviceModel> device_;
@@ -101,6 +112,11 @@ class LinkChannel {
   // and so be answered on its own thread.
   std::recursive_mutex receiverMutex_;
   Receiver receiver_;
+
+  // Held while the tap runs, so that replacing it waits; tapped_ tells LockedHeld about it.
+  std::recursive_mutex tapMutex_;
+  Receiver tap_;
+  std::atomic<bool> tapped_{false};
 
   std::mutex lateMutex_;
   std::condition_variable lateChanged_;

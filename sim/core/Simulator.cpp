@@ -1,9 +1,13 @@
 #include "sim/core/Simulator.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
+#include <system_error>
 
+#include "sim/bridge/TapBridge.h"
 #include "sim/core/DefaultRig.h"
 #include "sim/core/RigReader.h"
 #include "sim/core/Transports.h"
@@ -24,6 +28,10 @@ Simulator& Simulator::Get() {
   return simulator;
 }
 
+Simulator::Simulator() = default;
+
+Simulator::~Simulator() = default;
+
 int Simulator::LoadFile(const std::string& path) {
   return Load([&] { return RigReader::ReadFile(path); });
 }
@@ -41,7 +49,7 @@ std::string Simulator::LastError() const {
 
 int Simulator::Load(const std::function<Rig()>& read) {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (!handles_.Empty()) return VSIM_ERROR_BUSY;
+  if (!handles_.Empty() || !bridges_.empty()) return VSIM_ERROR_BUSY;
   boards_.clear();
   cameras_.clear();
   lastError_.clear();
@@ -145,15 +153,23 @@ int Simulator::Plug(int board, unsigned port, int camera, unsigned link) {
   }
   const std::shared_ptr<CameraUnit>& unit = cameras_[static_cast<size_t>(camera)];
   if (link >= unit->described.links.size()) return VSIM_ERROR_INVALID_ARGUMENT;
-  if (target->GetCable().camera) return VSIM_ERROR_PORT_IN_USE;
+  if (target->GetCable().camera || PluggedLocked(unit, link)) return VSIM_ERROR_PORT_IN_USE;
+  BoardLocked(board)->SetCable(port, {unit, link});
+  return 0;
+}
+
+// In a board's port, or on a wire of its own to the host.
+bool Simulator::PluggedLocked(const std::shared_ptr<CameraUnit>& camera, unsigned link) const {
   for (const auto& other : boards_) {
     for (unsigned p = 0; p < other->PortCount(); ++p) {
       const Cable cable = other->PortAt(p)->GetCable();
-      if (cable.camera == unit && cable.link == link) return VSIM_ERROR_PORT_IN_USE;
+      if (cable.camera == camera && cable.link == link) return true;
     }
   }
-  BoardLocked(board)->SetCable(port, {unit, link});
-  return 0;
+  for (const auto& [id, bridged] : bridges_) {
+    if (bridged.camera == camera && link == 0) return true;
+  }
+  return false;
 }
 
 int Simulator::Unplug(int board, unsigned port) {
@@ -176,6 +192,55 @@ int Simulator::CableAt(int board, unsigned port, int& camera, unsigned& link) co
   auto found = std::find(cameras_.begin(), cameras_.end(), cable.camera);
   camera = static_cast<int>(found - cameras_.begin());
   link = cable.link;
+  return 0;
+}
+
+int Simulator::AttachPortToTap(int board, unsigned port, const std::string& tap) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  int status = 0;
+  if (!PortLocked(board, port, status)) return status;
+  if (BoardLocked(board)->Variant().family != Family::Gige) return VSIM_ERROR_NOT_SUPPORTED;
+  for (const auto& [id, bridged] : bridges_) {
+    if (bridged.board == board && bridged.port == port) return VSIM_ERROR_PORT_IN_USE;
+  }
+  std::shared_ptr<Board> wired = boards_[static_cast<size_t>(board)];
+  return Attach({board, port, nullptr, nullptr}, tap, [&](std::unique_ptr<TapDevice> device) {
+    return std::make_unique<TapBridge>(wired, port, std::move(device));
+  });
+}
+
+int Simulator::AttachCameraToTap(int camera, const std::string& tap) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (camera < 0 || static_cast<size_t>(camera) >= cameras_.size()) {
+    return VSIM_ERROR_NO_SUCH_CAMERA;
+  }
+  std::shared_ptr<CameraUnit> unit = cameras_[static_cast<size_t>(camera)];
+  if (PluggedLocked(unit, 0)) return VSIM_ERROR_PORT_IN_USE;
+  return Attach({-1, 0, unit, nullptr}, tap, [&](std::unique_ptr<TapDevice> device) {
+    return std::make_unique<TapBridge>(unit, std::move(device));
+  });
+}
+
+int Simulator::Attach(Bridged bridged, const std::string& tap, const MakeBridge& make) {
+  try {
+    bridged.bridge = make(std::make_unique<TapDevice>(tap));
+  } catch (const std::system_error& error) {
+    errno = error.code().value();
+    return VSIM_ERROR_HOST;
+  } catch (const std::invalid_argument&) {
+    return VSIM_ERROR_NOT_SUPPORTED;
+  }
+  bridges_.emplace(++lastBridge_, std::move(bridged));
+  return lastBridge_;
+}
+
+int Simulator::DetachTap(int bridge) {
+  std::unique_ptr<TapBridge> detached;  // joins its reader outside the lock
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto found = bridges_.find(bridge);
+  if (found == bridges_.end()) return VSIM_ERROR_INVALID_ARGUMENT;
+  detached = std::move(found->second.bridge);
+  bridges_.erase(found);
   return 0;
 }
 

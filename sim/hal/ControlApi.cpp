@@ -139,6 +139,18 @@ VSIM_EXPORT int VSimGetCable(int board, unsigned int port, int* camera, unsigned
   return Simulator::Get().CableAt(board, port, *camera, *link);
 }
 
+VSIM_EXPORT int VSimAttachPortToTap(int board, unsigned int port, const char* tapName) {
+  if (!tapName) return VSIM_ERROR_INVALID_ARGUMENT;
+  return Simulator::Get().AttachPortToTap(board, port, tapName);
+}
+
+VSIM_EXPORT int VSimAttachCameraToTap(int camera, const char* tapName) {
+  if (!tapName) return VSIM_ERROR_INVALID_ARGUMENT;
+  return Simulator::Get().AttachCameraToTap(camera, tapName);
+}
+
+VSIM_EXPORT int VSimDetachTap(int bridge) { return Simulator::Get().DetachTap(bridge); }
+
 VSIM_EXPORT int VSimSetCameraFaults(int camera, const VSimFaults* faults) {
   return VSimSetCameraFaultsEx(camera, faults, nullptr);
 }

@@ -37,7 +37,8 @@ extern "C" {
 #define VSIM_ERROR_PORT_IN_USE (-3012)      /* a cable is there already, or the link is plugged */
 #define VSIM_ERROR_NO_CABLE (-3013)
 #define VSIM_ERROR_BUSY (-3014)
-#define VSIM_ERROR_RIG (-3015) /* the rig could not be loaded; VSimGetLastError tells why */
+#define VSIM_ERROR_RIG (-3015)  /* the rig could not be loaded; VSimGetLastError tells why */
+#define VSIM_ERROR_HOST (-3016) /* the host refused what was asked of it; errno tells why */
 
 /* ---- Rigs ----
  * On first use the simulator loads the rig file named by $VESK_SIM_RIG, or its default rig. A
@@ -156,6 +157,34 @@ int VSimQueueTake(int board, int queue, void* bytes, unsigned int size);
  * Hands (what, detail) to the callback of every open handle of the board that has one, on the
  * handle's own notification thread. */
 int VSimNotify(int board, unsigned long what, unsigned long detail);
+
+/* ---- Bridges to Linux ----
+ * A simulated GigE Vision network joined to a TAP interface of the host (/dev/net/tun,
+ * IFF_TAP | IFF_NO_PI): every Ethernet frame on the simulated wire goes out on the interface, and
+ * every frame the host sends on the interface comes onto the wire. On the host's side frames have
+ * no check sequence; one that a fault spoiled on the wire is dropped, as a network card drops it.
+ * The interface is made if none of that name exists, and then goes with the bridge; making or
+ * taking one needs CAP_NET_ADMIN in the caller's network namespace. The caller brings the
+ * interface up and gives it its addresses.
+ *
+ * Threads: each bridge has a reader thread of its own that carries the host's frames onto the
+ * wire; answers go back to the host on the thread that made them. VSimDetachTap stops and joins
+ * the reader, which takes up to 100 ms. A rig is not replaced while a bridge is attached
+ * (VSIM_ERROR_BUSY).
+ *
+ * Results of the attach calls: a bridge id, 1 or more, for VSimDetachTap; VSIM_ERROR_NOT_SUPPORTED
+ * for a board that is not GigE Vision or a camera that cannot answer it (no model, or its links
+ * taken by another transport); VSIM_ERROR_PORT_IN_USE for a port that is bridged already, or a
+ * camera whose link is in a port or bridged already; VSIM_ERROR_HOST when the host refused the
+ * interface, errno saying why (EPERM without the capability, EBUSY for an interface in use). */
+/* The wire of a port: the port and the camera plugged into it hear the host, and the host hears
+ * both. While bridged, the port's link is up even without a cable. */
+int VSimAttachPortToTap(int board, unsigned int port, const char* tapName);
+/* The camera on a wire of its own, as if its first link were plugged into the host, which finds
+ * it by GigE Vision discovery. While bridged the link cannot be plugged into a port. */
+int VSimAttachCameraToTap(int camera, const char* tapName);
+/* VSIM_ERROR_INVALID_ARGUMENT for a bridge that is not attached. */
+int VSimDetachTap(int bridge);
 
 /* ---- Designs, for libdsnrt.so ----
  * The design library of the simulator is a thin layer over these. A name returned stays valid

@@ -2,9 +2,13 @@
 // library and the control API. Frames are built here from the published layouts.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -15,6 +19,7 @@
 #include "loader/vesk_hal.h"
 #include "sim/include/vesk_sim.h"
 #include "tests/unit/sim/GigeWire.h"
+#include "tests/unit/sim/HostTap.h"
 
 namespace vesk::sim::gige {
 namespace {
@@ -628,6 +633,137 @@ TEST_P(GigeFirmware, DhcpServerOnThePortsNetworkLeasesAnAddress) {
   Load();
   Send(Dhcp(1, 1));
   EXPECT_FALSE(Receive(50));
+}
+
+// A TAP interface named after the process, so that test programs running at once do not meet.
+std::string TapName(const char* kind) { return "vsk" + std::to_string(getpid()) + kind; }
+
+constexpr char kNoTap[] = "this process may not make TAP interfaces";
+
+// A bridge detached when the test ends, however it ends; its id is 0 where the host does not
+// let the process make a TAP interface.
+struct Bridge {
+  explicit Bridge(int attached) : id(attached) {
+    if (id == VSIM_ERROR_HOST && (errno == EPERM || errno == EACCES || errno == ENOENT)) id = 0;
+    EXPECT_GE(id, 0) << "errno " << errno;
+  }
+  ~Bridge() {
+    if (id > 0) VSimDetachTap(id);
+  }
+  int id;
+};
+
+std::optional<GvcpAck> AckOf(const std::optional<Bytes>& frame) {
+  const std::optional<Datagram> datagram = frame ? ParseUdp(*frame) : std::nullopt;
+  return datagram ? ParseAck(datagram->payload) : std::nullopt;
+}
+
+TEST_P(GigeFirmware, BridgedPortWireCarriesFramesBetweenHostPortAndCamera) {
+  const std::string tap = TapName("p");
+  const Bridge bridge(VSimAttachPortToTap(0, 0, tap.c_str()));
+  if (bridge.id <= 0) GTEST_SKIP() << kNoTap;
+  HostTap host(tap);
+  ASSERT_TRUE(host.Ready());
+  EXPECT_EQ(VSimAttachPortToTap(0, 0, "vskother"), VSIM_ERROR_PORT_IN_USE);
+  EXPECT_EQ(VSimLoadRigText("<rig/>", "empty"), VSIM_ERROR_BUSY) << "not while bridged";
+
+  // The host's discovery reaches the camera and the port, and both hear the camera's answer.
+  const Bytes discovery = Gvcp(0x02, {}, 41);
+  ASSERT_TRUE(host.Send(
+      Udp(Datagram{kBroadcast, kHostMac, kHostIp, 0xFFFFFFFF, 10000, kGvcpPort, discovery})));
+  const std::optional<GvcpAck> heard = AckOf(host.Receive(IsGvcpAnswer));
+  ASSERT_TRUE(heard);
+  EXPECT_EQ(heard->code, 0x03u);
+  EXPECT_EQ(heard->id, 41u);
+  const std::optional<Bytes> request = Receive();
+  ASSERT_TRUE(request && ParseUdp(*request));
+  EXPECT_EQ(ParseUdp(*request)->payload, discovery);
+  const std::optional<GvcpAck> overheard = AckOf(Receive());
+  ASSERT_TRUE(overheard);
+  EXPECT_EQ(overheard->payload, heard->payload);
+
+  // What the port sends goes to the host too, with the camera's answer.
+  const uint32_t cameraIp = Get32(heard->payload, 0x24);
+  Send(Arp(1, kHostMac, kHostIp, Mac{}, cameraIp));
+  const std::optional<Bytes> asked = host.Receive([](const Bytes& frame) {
+    return Get16(frame, 12) == 0x0806 && Get16(frame, 20) == 1 && MacAt(frame, 6) == kHostMac;
+  });
+  EXPECT_TRUE(asked) << "the port's own frame";
+  const std::optional<Bytes> reply = host.Receive(IsArpReply);
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(Get32(*reply, 28), cameraIp);
+
+  // An empty port's link is up while its wire is bridged.
+  EXPECT_FALSE(Link(1));
+  const int empty = VSimAttachPortToTap(0, 1, (tap + "e").c_str());
+  EXPECT_GT(empty, 0);
+  EXPECT_TRUE(Link(1));
+  EXPECT_EQ(VSimDetachTap(empty), 0);
+  EXPECT_FALSE(Link(1));
+  EXPECT_EQ(VSimDetachTap(empty), VSIM_ERROR_INVALID_ARGUMENT);
+}
+
+TEST_P(GigeKa4, BridgedCameraIsFoundAndAnsweredByTheHost) {
+  ASSERT_EQ(VSimUnplug(0, 0), 0);
+  const std::string tap = TapName("c");
+  Bridge bridge(VSimAttachCameraToTap(0, tap.c_str()));
+  if (bridge.id <= 0) GTEST_SKIP() << kNoTap;
+  HostTap host(tap);
+  ASSERT_TRUE(host.Ready());
+  EXPECT_EQ(VSimPlug(0, 0, 0, 0), VSIM_ERROR_PORT_IN_USE) << "its link is on the host's wire";
+
+  ASSERT_TRUE(host.Send(Udp(
+      Datagram{kBroadcast, kHostMac, kHostIp, 0xFFFFFFFF, 10000, kGvcpPort, Gvcp(0x02, {}, 1)})));
+  const std::optional<GvcpAck> found = AckOf(host.Receive(IsGvcpAnswer));
+  ASSERT_TRUE(found && found->payload.size() == 0xF8);
+  EXPECT_STREQ(reinterpret_cast<const char*>(&found->payload[0x68]), "GigE Test");
+  const Mac cameraMac = MacAt(found->payload, 0x0A);
+  const uint32_t cameraIp = Get32(found->payload, 0x24);
+
+  ASSERT_TRUE(host.Send(Arp(1, kHostMac, kHostIp, Mac{}, cameraIp)));
+  const std::optional<Bytes> reply = host.Receive(IsArpReply);
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(MacAt(*reply, 22), cameraMac);
+  ASSERT_TRUE(host.Send(Udp(Datagram{cameraMac, kHostMac, kHostIp, cameraIp, 10000, kGvcpPort,
+                                     Gvcp(0x80, Words({0x0938}), 2)})));
+  const std::optional<GvcpAck> heartbeat = AckOf(host.Receive(IsGvcpAnswer));
+  ASSERT_TRUE(heartbeat);
+  EXPECT_EQ(heartbeat->payload, Words({3000}));
+
+  EXPECT_EQ(VSimDetachTap(std::exchange(bridge.id, 0)), 0);
+  EXPECT_EQ(VSimPlug(0, 0, 0, 0), 0) << "the link is free again";
+}
+
+// Each row: an attach the simulator refuses before it asks the host for an interface, or one
+// the host refuses.
+struct Refusal {
+  const char* what;
+  std::function<int()> attach;
+  int status;
+};
+
+TEST(GigeBridge, AttachIsRefusedWhereNoGigeWireCanBeBridged) {
+  ASSERT_EQ(VSimLoadRigText("<rig><board type='3650' ports='2' design='gige-ka4'/>"
+                            "<board type='2656' ports='1' design='cxp-camera-ctrl'/>"
+                            "<camera id='cam'><link board='0' port='0'/></camera></rig>",
+                            "bridge rig"),
+            0);
+  const Refusal refusals[] = {
+      {"a board that is not GigE Vision", [] { return VSimAttachPortToTap(1, 0, "vskx"); },
+       VSIM_ERROR_NOT_SUPPORTED},
+      {"no such board", [] { return VSimAttachPortToTap(2, 0, "vskx"); }, VSIM_ERROR_NO_SUCH_BOARD},
+      {"no such port", [] { return VSimAttachPortToTap(0, 2, "vskx"); }, VSIM_ERROR_NO_SUCH_PORT},
+      {"no name", [] { return VSimAttachPortToTap(0, 0, nullptr); }, VSIM_ERROR_INVALID_ARGUMENT},
+      {"no such camera", [] { return VSimAttachCameraToTap(1, "vskx"); },
+       VSIM_ERROR_NO_SUCH_CAMERA},
+      {"a camera whose link is in a port", [] { return VSimAttachCameraToTap(0, "vskx"); },
+       VSIM_ERROR_PORT_IN_USE},
+      {"a name longer than an interface's",
+       [] { return VSimAttachPortToTap(0, 0, "vsk456789abcdef0"); }, VSIM_ERROR_HOST},
+      {"no such bridge", [] { return VSimDetachTap(1 << 20); }, VSIM_ERROR_INVALID_ARGUMENT},
+  };
+  for (const Refusal& refusal : refusals)
+    EXPECT_EQ(refusal.attach(), refusal.status) << refusal.what;
 }
 
 }  // namespace

@@ -134,5 +134,48 @@ TEST(LinkChannel, CablesSpeedsAndFaultsActOnTheTrafficBetweenTheHalves) {
   }
 }
 
+// Each row: where a packet comes from, and what the tap and the firmware's receiver then see.
+struct TapRow {
+  const char* name;
+  bool plugged;
+  bool fromTap;
+  std::vector<Packet> tapped;
+  std::vector<Packet> received;
+};
+
+TEST(LinkChannel, TapHearsBothWaysAndSpeaksToBoardAndCamera) {
+  const Packet sent{0x12, 0x34, 0x56};
+  const TapRow rows[] = {
+      {"the board sends on an empty wire", false, false, {sent}, {}},
+      {"the tap sends on an empty wire", false, true, {}, {sent}},
+      {"the board sends to the camera", true, false, {sent, sent}, {sent}},
+      {"the tap sends to the camera", true, true, {sent}, {sent, sent}},
+  };
+  for (const TapRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    Received received;
+    Received tapped;
+    LinkChannel channel;
+    channel.SetReceiver([&](const Packet& packet) { received(packet); });
+    if (row.plugged) {
+      channel.SetCable({std::make_shared<CameraUnit>(), 0}, std::make_shared<EchoDevice>(channel));
+    }
+    EXPECT_FALSE(channel.Locked() && !row.plugged);
+    channel.SetTap([&](const Packet& packet) { tapped(packet); });
+    EXPECT_TRUE(channel.Locked()) << "a tap holds the link up";
+    if (row.fromTap) {
+      channel.FromTap(sent);
+    } else {
+      EXPECT_TRUE(channel.ToCamera(sent));
+    }
+    EXPECT_EQ(tapped.Await(0), row.tapped);
+    EXPECT_EQ(received.Await(0), row.received);
+    channel.SetTap(nullptr);
+    EXPECT_EQ(channel.Locked(), row.plugged);
+    channel.ToCamera(sent);
+    EXPECT_EQ(tapped.Await(0), row.tapped) << "a tap taken off hears nothing more";
+  }
+}
+
 }  // namespace
 }  // namespace vesk::sim
