@@ -8,7 +8,7 @@ LWIP_DIR=/usr/local/src/lwip-${LWIP_VERSION}
 
 packages=(
   build-essential clang llvm libclang-rt-dev cmake ninja-build pkg-config ccache clang-format
-  zlib1g-dev libboost-dev librapidxml-dev libaravis-dev libusb-1.0-0-dev
+  zlib1g-dev libboost-dev librapidxml-dev libaravis-dev aravis-tools-cli libusb-1.0-0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   unzip zip tshark dpkg-dev
 )
