@@ -17,8 +17,8 @@ constexpr uint32_t kLinkSpeed = 1000;
 }  // namespace
 
 TapBridge::TapBridge(std::shared_ptr<Board> board, unsigned port, std::unique_ptr<TapDevice> tap)
-    : board_(std::move(board)), channel_(board_->PortAt(port)), tap_(std::move(tap)) {
-  channel_->SetTap([this](const Packet& wire) { ToHost(wire); });
+    : board_(std::move(board)), port_(port), channel_(board_->PortAt(port)), tap_(std::move(tap)) {
+  board_->SetTap(port_, [this](const Packet& wire) { ToHost(wire); });
   Start([this](const Packet& frame) { channel_->FromTap(ethernet::WithFcs(frame)); });
 }
 
@@ -44,7 +44,7 @@ TapBridge::~TapBridge() {
     ownChannel_->SetReceiver(nullptr);
     ownChannel_->SetCable(Cable{});
   } else {
-    channel_->SetTap(nullptr);
+    board_->SetTap(port_, nullptr);
   }
 }
 

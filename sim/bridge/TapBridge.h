@@ -42,6 +42,7 @@ class TapBridge {
   void Carry(const std::function<void(const Packet&)>& fromHost);
 
   std::shared_ptr<Board> board_;  // null for a camera's own wire
+  unsigned port_ = 0;
   std::shared_ptr<CameraUnit> camera_;
   LinkChannel* channel_ = nullptr;
   std::unique_ptr<LinkChannel> ownChannel_;

@@ -50,11 +50,10 @@ std::optional<Packet> TapDevice::Read(int timeoutMs) {
     std::this_thread::sleep_for(std::chrono::milliseconds(timeoutMs));
     return std::nullopt;
   }
-  Packet frame(kLargestFrame);
-  const ssize_t size = read(fd_, frame.data(), frame.size());
+  buffer_.resize(kLargestFrame);
+  const ssize_t size = read(fd_, buffer_.data(), buffer_.size());
   if (size <= 0) return std::nullopt;
-  frame.resize(static_cast<size_t>(size));
-  return frame;
+  return Packet(buffer_.begin(), buffer_.begin() + size);
 }
 
 bool TapDevice::Write(const Packet& frame) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "sim/core/DeviceModel.h"
 
@@ -23,7 +24,8 @@ class TapDevice {
 
   // The name the kernel gave, which may differ from a pattern such as "vsk%d".
   const std::string& Name() const { return name_; }
-  // The next frame, or nothing when none came within timeoutMs or the interface has gone.
+  // The next frame, or nothing when none came within timeoutMs or the interface has gone. One
+  // thread at a time.
   std::optional<Packet> Read(int timeoutMs);
   // False when the host did not take the frame (the interface is down, say): it is lost, as on a
   // wire with nobody listening.
@@ -32,6 +34,7 @@ class TapDevice {
  private:
   int fd_ = -1;
   std::string name_;
+  Packet buffer_;  // room for the largest frame, kept for the next read
 };
 
 }  // namespace vesk::sim

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "sim/core/Notifier.h"
 #include "sim/core/Transports.h"
@@ -94,6 +95,13 @@ void Board::SetCable(unsigned port, Cable cable) {
   target->SetCable(std::move(cable), std::move(device));
   if (variant_.family == Family::Gige) Notify(kPhyEvent, kPhyStateChanged);
   if (firmware_) firmware_->CableChanged(port);
+}
+
+void Board::SetTap(unsigned port, LinkChannel::Receiver tap) {
+  Port* target = PortAt(port);
+  if (!target) return;
+  target->SetTap(std::move(tap));
+  if (variant_.family == Family::Gige) Notify(kPhyEvent, kPhyStateChanged);
 }
 
 int Board::TripPower(unsigned port) {

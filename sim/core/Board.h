@@ -62,6 +62,9 @@ class Board {
   // Gives the port the device model of the board's transport for the camera's link, and tells
   // the firmware model, and the notification callbacks on Ethernet boards.
   void SetCable(unsigned port, Cable cable);
+  // Puts a tap to another network on a port's wire (LinkChannel::SetTap), or takes it off with
+  // an empty one; on Ethernet boards the PHY tells of the link as for a cable.
+  void SetTap(unsigned port, LinkChannel::Receiver tap);
   // The firmware trips the port's power as an overload would.
   int TripPower(unsigned port);
   // Bit 0 while a camera is plugged in and, as the firmware tells, its clock runs.

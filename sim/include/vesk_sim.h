@@ -178,7 +178,8 @@ int VSimNotify(int board, unsigned long what, unsigned long detail);
  * camera whose link is in a port or bridged already; VSIM_ERROR_HOST when the host refused the
  * interface, errno saying why (EPERM without the capability, EBUSY for an interface in use). */
 /* The wire of a port: the port and the camera plugged into it hear the host, and the host hears
- * both. While bridged, the port's link is up even without a cable. */
+ * both. While bridged, the port's link is up even without a cable; on attaching and detaching
+ * the board notifies as for a cable plugged or pulled (what 3, detail 2). */
 int VSimAttachPortToTap(int board, unsigned int port, const char* tapName);
 /* The camera on a wire of its own, as if its first link were plugged into the host, which finds
  * it by GigE Vision discovery. While bridged the link cannot be plugged into a port. */

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -653,6 +654,14 @@ struct Bridge {
   int id;
 };
 
+// Whether count reaches at least want within a second: notifications come on their own thread.
+bool AwaitCount(const std::atomic<int>& count, int want) {
+  for (int look = 0; look < 100 && count < want; ++look) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return count >= want;
+}
+
 std::optional<GvcpAck> AckOf(const std::optional<Bytes>& frame) {
   const std::optional<Datagram> datagram = frame ? ParseUdp(*frame) : std::nullopt;
   return datagram ? ParseAck(datagram->payload) : std::nullopt;
@@ -693,14 +702,25 @@ TEST_P(GigeFirmware, BridgedPortWireCarriesFramesBetweenHostPortAndCamera) {
   ASSERT_TRUE(reply);
   EXPECT_EQ(Get32(*reply, 28), cameraIp);
 
-  // An empty port's link is up while its wire is bridged.
+  // An empty port's link is up while its wire is bridged, and the PHY tells of both changes as
+  // it does when a cable moves.
+  std::atomic<int> phyEvents{0};
+  const VHalAsyncNotifyCallback counter = [](int, unsigned long what, unsigned long detail,
+                                             unsigned long, void* events) {
+    if (what == 3 && detail == 2) ++*static_cast<std::atomic<int>*>(events);
+    return 0;
+  };
+  ASSERT_EQ(VHalRegisterAsyncNotifyCallback(device_, counter, &phyEvents), 0);
   EXPECT_FALSE(Link(1));
   const int empty = VSimAttachPortToTap(0, 1, (tap + "e").c_str());
   EXPECT_GT(empty, 0);
   EXPECT_TRUE(Link(1));
+  EXPECT_TRUE(AwaitCount(phyEvents, 1));
   EXPECT_EQ(VSimDetachTap(empty), 0);
   EXPECT_FALSE(Link(1));
+  EXPECT_TRUE(AwaitCount(phyEvents, 2));
   EXPECT_EQ(VSimDetachTap(empty), VSIM_ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(VHalUnregisterAsyncNotifyCallback(device_, counter, &phyEvents), 0);
 }
 
 TEST_P(GigeKa4, BridgedCameraIsFoundAndAnsweredByTheHost) {
