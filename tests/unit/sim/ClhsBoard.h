@@ -17,6 +17,18 @@
 namespace vesk::sim {
 
 class ClhsBoard : public ::testing::Test {
+ public:
+  // A camera with a link on each port given, in link order, on board b.
+  static std::string Camera(const std::string& ports, const std::string& attributes = "",
+                            int b = 0) {
+    std::string text = "<camera id='cam" + ports + "' speeds='10312' " + attributes + ">";
+    for (char port : ports) {
+      text +=
+          port == '-' ? "<link/>" : "<link board='" + std::to_string(b) + "' port='" + port + "'/>";
+    }
+    return text + "</camera>";
+  }
+
  protected:
   using Clock = std::chrono::steady_clock;
 
@@ -44,17 +56,6 @@ class ClhsBoard : public ::testing::Test {
     ASSERT_NE(device_, nullptr);
     design_ = VSimDesignLoad(device_);
     ASSERT_NE(design_, nullptr);
-  }
-
-  // A camera with a link on each port given, in link order, on board b.
-  static std::string Camera(const std::string& ports, const std::string& attributes = "",
-                            int b = 0) {
-    std::string text = "<camera id='cam" + ports + "' speeds='10312' " + attributes + ">";
-    for (char port : ports) {
-      text +=
-          port == '-' ? "<link/>" : "<link board='" + std::to_string(b) + "' port='" + port + "'/>";
-    }
-    return text + "</camera>";
   }
 
   int Id(const std::string& name) { return VSimDesignGetRegisterByName(design_, name.c_str()); }
