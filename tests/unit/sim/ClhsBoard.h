@@ -18,6 +18,17 @@ namespace vesk::sim {
 
 class ClhsBoard : public ::testing::Test {
  public:
+  // Board index of the built-in rig.
+  void LoadDefault(int index) {
+    Close();
+    ASSERT_EQ(VSimLoadDefaultRig(), 0);
+    board_ = index;
+    device_ = VHalInitDevice(index);
+    ASSERT_NE(device_, nullptr);
+    design_ = VSimDesignLoad(device_);
+    ASSERT_NE(design_, nullptr);
+  }
+
   // A camera with a link on each port given, in link order, on board b.
   static std::string Camera(const std::string& ports, const std::string& attributes = "",
                             int b = 0) {

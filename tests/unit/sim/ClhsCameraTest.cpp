@@ -98,6 +98,14 @@ TEST_F(ClhsBoard, SelectorRoutesAChannelToAnotherPort) {
   EXPECT_EQ(ReadNumber(1, kConnectionIndex, 4), 0u);
 }
 
+// Its channel ids group the two links of its camera under master id 1.
+TEST_F(ClhsBoard, DefaultRigHasABoardWithItsCamera) {
+  LoadDefault(3);
+  EXPECT_EQ(Read("DiscoveryAppletMasterID"), 0x11u);
+  EXPECT_EQ(Read("DiscoveryAppletExtensionID"), 0x10u);
+  EXPECT_EQ(ReadNumber(1, kConnectionIndex, 4), 1u);
+}
+
 TEST_F(ClhsBoard, PacketCountersMoveWithTheCommands) {
   Load("clhs", kTwoLinks);
   const uint64_t before = Read("PcsPacketCounter_0");
