@@ -35,6 +35,8 @@ bench: build
 	$(BUILD)/bin/cxp_scan_bench
 	$(BUILD)/bin/sim_gige_bench
 	$(BUILD)/bin/sim_cl_bench
+	$(BUILD)/bin/sim_clhs_bench
+	$(BUILD)/bin/clhs_port_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -13,7 +13,8 @@ const char* DefaultRigText() {
   <board index="1" type="2917" serial="0x51a001" ports="4" design="cxp-transceiver-regs"
          operators="1 1.1 2 2.1"/>
   <board index="2" type="2641" serial="0x51a002" ports="4" design="cxp-drp"/>
-  <board index="3" type="2657" serial="0x51a003" ports="2" design="clhs"/>
+  <!-- Camera Link HS: one camera of two links over the two channels of master id 1 -->
+  <board index="3" type="2657" serial="0x51a003" ports="2" design="clhs" operators="1 1.1"/>
   <board index="4" type="1872" serial="0x51a004" ports="2" design="cl-base"/>
   <!-- GigE Vision, both port variants -->
   <board index="5" type="2898" serial="0x51a005" ports="4" design="gige-korvid"/>

@@ -282,9 +282,10 @@ class Parser {
       if (variant->family != Family::Gige) Fail(node, "dhcp is for GigE Vision designs");
       board.dhcpPorts = ReadPortSet(node, "dhcp", *dhcp, board.ports);
     }
-    const bool cxp = variant->family == Family::Cxp;
+    // Camera Link HS designs give their channels' master and extension ids the same way.
+    const bool cxp = variant->family == Family::Cxp || variant->family == Family::Clhs;
     const std::optional<std::string> operators = Optional(node, "operators");
-    if (operators && !cxp) Fail(node, "operators are for CoaXPress designs");
+    if (operators && !cxp) Fail(node, "operators are for CoaXPress and Camera Link HS designs");
     // By default each firmware port is an operator of one link.
     std::string oneEach;
     for (unsigned port = 1; port <= board.ports; ++port) oneEach += std::to_string(port) + " ";

@@ -15,23 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include "loader/dsnrt.h"
-#include "sim/include/vesk_sim.h"
-#include "vesk_genicam/impl/vesk_genicam.h"
+#include "tests/support/ApiBoard.h"
 
 namespace {
-
-// A control function of the simulated runtime that the library loaded.
-template <class Signature>
-Signature* Sim(const char* name) {
-  VHalGetNrOfBoards();  // the library's stub loads the runtime
-  void* handle = dlopen(VESK_SIM_RUNTIME "/libvesk_hal.so", RTLD_NOW | RTLD_NOLOAD);
-  if (!handle) throw std::runtime_error("the simulated runtime is not loaded");
-  void* function = dlsym(handle, name);
-  dlclose(handle);
-  return reinterpret_cast<Signature*>(function);
-}
-#define VSIM(name) (*Sim<decltype(name)>(#name))
 
 void ShortenWaits() {
   for (const char* name :
@@ -44,65 +30,12 @@ void ShortenWaits() {
   setenv("VESK_CXP_DISCONNECTS_THREAD_SLEEP_TIME_MS", "10", 1);
 }
 
-// One board of a rig, opened and handed to the library.
-class Board {
- public:
-  explicit Board(const std::string& rig) {
-    ShortenWaits();
-    loaded_ = VSIM(VSimLoadRigText)(rig.c_str(), "cxp rig");
-    board_.device = VHalInitDevice(0);
-    board_.design = DsnLoadBoardDesign(board_.device);
-    opened_ = Mlo_initBoardEx(&board_, 0, &handle_, 0xF);
-  }
-  ~Board() {
-    if (handle_) Mlo_freeBoard(handle_);
-    if (board_.design) DsnFreeDesign(board_.design);
-    if (board_.device) VHalFreeDevice(board_.device);
-  }
-  bool Ok() const { return loaded_ == 0 && opened_ == 0 && handle_; }
-  MloBoardHandle* Handle() const { return handle_; }
+// Before any board opens.
+const bool kWaitsShortened = (ShortenWaits(), true);
 
-  unsigned int CameraProperty(MloCameraHandle* camera, const char* name, unsigned int link = 0) {
-    unsigned int value = 0xFFFFFFFF;
-    unsigned int type = 1;
-    EXPECT_EQ(Mlo_getCameraPropertyWithType(camera, const_cast<char*>(name), &value, &type, &link),
-              0)
-        << name;
-    return value;
-  }
-
- private:
-  Fg_Struct_s board_{};
-  MloBoardHandle* handle_ = nullptr;
-  int loaded_ = -1;
-  int opened_ = -1;
-};
-
-// The events of a board, as its callback got them: type and master ID.
-class Events {
- public:
-  using Event = std::pair<unsigned int, unsigned int>;
-  static int Callback(MloBoardHandle*, const MloEventInfo* info, void* user) {
-    auto* events = static_cast<Events*>(user);
-    std::lock_guard<std::mutex> lock(events->mutex_);
-    // Copies: the record is packed, and its fields do not bind to references.
-    const Event event{static_cast<unsigned int>(info->type), static_cast<unsigned int>(info->port)};
-    events->seen_.push_back(event);
-    events->changed_.notify_all();
-    return 0;
-  }
-  // The events once count have come, or what came within a few seconds.
-  std::vector<Event> Wait(size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(5), [&] { return seen_.size() >= count; });
-    return std::exchange(seen_, {});
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<Event> seen_;
-};
+using Board = vesk::test::ApiBoard;
+using Events = vesk::test::ApiEvents;
+using vesk::test::ThreadCount;
 
 struct Form {
   const char* name;
@@ -303,13 +236,6 @@ TEST(CxpDiscovery, AFoundCameraIsUsedByNameAndItsLayoutSaved) {
   ASSERT_EQ(
       Mlo_setCameraPropertyWithType(camera, const_cast<char*>("LinkSpeed"), &speed, 1, nullptr), 0);
   EXPECT_EQ(Mlo_LoadBoardConfiguration(board.Handle(), layout.c_str()), -1999);
-}
-
-unsigned int ThreadCount() {
-  unsigned int threads = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
-    ++threads;
-  return threads;
 }
 
 // Cables go and come on one thread while others read features and a callback looks cameras up:

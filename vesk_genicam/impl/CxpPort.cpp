@@ -2,8 +2,6 @@
 // state, the LED, the standard version and connection count, and the board queues.
 #include "vesk_genicam/impl/CxpPort.h"
 
-#include <time.h>
-
 #include <cstdio>
 
 #include "templates/patterns/GenericLockGuard.h"
@@ -88,26 +86,6 @@ CCxpPort::CCxpPort(unsigned int portId, ECXPINTERFACETYPE type, PLdevice* device
 CCxpPort::~CCxpPort() { UnlockPortQueues(); }
 
 std::string CCxpPort::Prefix() const { return "[CCxpPort " + std::to_string(portId_); }
-
-uint64_t CCxpPort::PollTimer::NowMs() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
-}
-
-bool CCxpPort::PollTimer::Expired() {
-  if (!started_) {
-    started_ = true;
-    start_ = NowMs();
-    return false;
-  }
-  return ElapsedMs() > timeoutMs_;
-}
-
-uint64_t CCxpPort::PollTimer::ElapsedMs() const {
-  const uint64_t now = started_ ? NowMs() : start_;
-  return now > start_ ? now - start_ : 0;
-}
 
 void CCxpPort::SetErrorCounter() {
   const int board = static_cast<int>(boardType_);

@@ -17,6 +17,7 @@
 #include "tools/logging/ClassLogger.h"
 #include "vesk_genicam/impl/CameraInfo.h"
 #include "vesk_genicam/impl/IPortInterface.h"
+#include "vesk_genicam/impl/PollTimer.h"
 
 // How a board's firmware drives its CoaXPress transceivers; decides how bit rates are set, how
 // transceivers are reset, where error counters are read and how control packets travel.
@@ -179,21 +180,6 @@ class CCxpPort : public IPortInterface {
   vesk::templates::patterns::GenericLock* BoardLock(
       vesk::templates::platform::InterProcessLock& lock);
   std::string Prefix() const;
-  // The time-out of a busy poll, in ms of the monotonic clock. The clock is first read at the
-  // first dry poll, so that a poll whose data is there at once reads none; a reading behind the
-  // first never counts as expiry.
-  class PollTimer {
-   public:
-    explicit PollTimer(unsigned int timeoutMs) : timeoutMs_(timeoutMs) {}
-    bool Expired();
-    uint64_t ElapsedMs() const;
-
-   private:
-    static uint64_t NowMs();
-    const unsigned int timeoutMs_;
-    bool started_ = false;
-    uint64_t start_ = 0;
-  };
 
   // Command engine.
   struct Exchange;

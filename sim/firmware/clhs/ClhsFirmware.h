@@ -11,9 +11,14 @@ namespace vesk::sim {
 
 class Board;
 
-// The Camera Link HS designs, with a link status per port or one for all.
+// The firmware forms of Camera Link HS, by where the transceiver status lies.
+constexpr unsigned kClhsStatusPerPort = 2;  // GtxStatus_<n>
+constexpr unsigned kClhsStatusOfBoard = 3;  // GtxStatus, which wins where both exist
+
+// The Camera Link HS designs, with a link status per port, one for all, or both.
 std::vector<DesignVariant> ClhsDesigns();
-// The firmware of a Camera Link HS board; null until Camera Link HS has a model.
+// The firmware of a Camera Link HS board: an X-Core command channel per firmware channel, a
+// transceiver per physical port, and the discovery selector between them.
 std::unique_ptr<FirmwareModel> MakeClhsFirmware(Board& board);
 
 }  // namespace vesk::sim

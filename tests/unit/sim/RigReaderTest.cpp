@@ -85,7 +85,7 @@ TEST(RigReader, BadRigsAreRefusedWithTheirReason) {
       {"<rig>" + board + " operators='1 2 3 4 5'/></rig>", "operators: more entries than"},
       {"<rig>" + board + " operators='1 16 2.x -'/></rig>", "operators: '16' is not an operator"},
       {"<rig><board type='1' ports='2' design='cl-base' operators='1 2'/></rig>",
-       "operators are for CoaXPress designs"},
+       "operators are for CoaXPress and Camera Link HS designs"},
       {"<rig>" + board + " dhcp='0'/></rig>", "dhcp is for GigE Vision designs"},
       {"<rig><board type='1' ports='2' design='gige-ka4' dhcp='1 1'/></rig>", "dhcp: port 1 again"},
       {"<rig><board type='1' ports='2' design='gige-ka4' dhcp='2'/></rig>",

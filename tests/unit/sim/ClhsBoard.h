@@ -1,0 +1,131 @@
+#ifndef VESK_TESTS_UNIT_SIM_CLHS_BOARD_H
+#define VESK_TESTS_UNIT_SIM_CLHS_BOARD_H
+
+// A simulated Camera Link HS board opened through the board library, with the host's side of the
+// X-Core command FIFOs done the way a port does it: every wait bounded.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "loader/vesk_hal.h"
+#include "sim/include/vesk_sim.h"
+#include "tests/unit/sim/ClhsWire.h"
+
+namespace vesk::sim {
+
+class ClhsBoard : public ::testing::Test {
+ public:
+  // Board index of the built-in rig.
+  void LoadDefault(int index) {
+    Close();
+    ASSERT_EQ(VSimLoadDefaultRig(), 0);
+    board_ = index;
+    device_ = VHalInitDevice(index);
+    ASSERT_NE(device_, nullptr);
+    design_ = VSimDesignLoad(device_);
+    ASSERT_NE(design_, nullptr);
+  }
+
+  // A camera with a link on each port given, in link order, on board b.
+  static std::string Camera(const std::string& ports, const std::string& attributes = "",
+                            int b = 0) {
+    std::string text = "<camera id='cam" + ports + "' speeds='10312' " + attributes + ">";
+    for (char port : ports) {
+      text +=
+          port == '-' ? "<link/>" : "<link board='" + std::to_string(b) + "' port='" + port + "'/>";
+    }
+    return text + "</camera>";
+  }
+
+ protected:
+  using Clock = std::chrono::steady_clock;
+
+  static constexpr uint64_t kSend = 2 << 6 | 1;  // the command channel, subchannel 0
+
+  void TearDown() override { Close(); }
+  void Close() {
+    if (design_) VSimDesignFree(std::exchange(design_, nullptr));
+    if (device_) VHalFreeDevice(std::exchange(device_, nullptr));
+  }
+
+  // Board 0 of the design with cameras, the given text of <camera> elements; more boards before
+  // it when index is above 0.
+  void Load(const std::string& design, const std::string& cameras, unsigned ports = 2,
+            const std::string& board = "", int index = 0) {
+    Close();
+    std::string rig = "<rig>";
+    for (int other = 0; other < index; ++other)
+      rig += "<board type='2657' ports='2' design='clhs'/>";
+    rig += "<board type='2657' ports='" + std::to_string(ports) + "' design='" + design + "' " +
+           board + "/>" + cameras + "</rig>";
+    ASSERT_EQ(VSimLoadRigText(rig.c_str(), "clhs rig"), 0);
+    board_ = index;
+    device_ = VHalInitDevice(index);
+    ASSERT_NE(device_, nullptr);
+    design_ = VSimDesignLoad(device_);
+    ASSERT_NE(design_, nullptr);
+  }
+
+  int Id(const std::string& name) { return VSimDesignGetRegisterByName(design_, name.c_str()); }
+  uint64_t Read(const std::string& name) {
+    uint64_t value = 0;
+    EXPECT_EQ(VHalRegisterRead(device_, Id(name), &value), 0) << name;
+    return value;
+  }
+  void Write(const std::string& name, uint64_t value) {
+    EXPECT_EQ(VHalRegisterWrite(device_, Id(name), value), 0) << name;
+  }
+  static std::string At(const char* prefix, unsigned n) { return prefix + std::to_string(n); }
+
+  // Pushes the words and sends them; the transmit status after.
+  uint64_t Send(unsigned channel, const clhswire::Words& words) {
+    for (uint32_t word : words) Write(At("ClhsTxCmdData_", channel), word);
+    Write(At("ClhsTxCmdCommand_", channel), kSend);
+    return Read(At("ClhsTxCmdStatus_", channel));
+  }
+
+  // The words of the next acknowledge within timeoutMs; empty when none came.
+  std::optional<clhswire::Words> Receive(unsigned channel, unsigned timeoutMs = 100) {
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    uint64_t status = 0;
+    while (!((status = Read(At("ClhsRxCmdStatus_", channel))) & 1)) {
+      if (Clock::now() > deadline) return std::nullopt;
+    }
+    clhswire::Words words;
+    for (int guard = 0; status & 0x80 && guard < 1024; ++guard) {
+      const uint64_t data = Read(At("ClhsRxCmdData_", channel));
+      if (data >> 32 & 1) words.push_back(static_cast<uint32_t>(data));
+      status = Read(At("ClhsRxCmdStatus_", channel));
+    }
+    return words;
+  }
+
+  std::optional<clhswire::Ack> Exchange(unsigned channel, const clhswire::Words& words,
+                                        unsigned timeoutMs = 100) {
+    if (Send(channel, words) != 0) return std::nullopt;
+    const std::optional<clhswire::Words> got = Receive(channel, timeoutMs);
+    return got ? clhswire::Parse(*got) : std::nullopt;
+  }
+
+  // The data of a read that must succeed, as a big-endian number.
+  uint64_t ReadNumber(unsigned channel, uint64_t address, uint16_t length) {
+    const std::optional<clhswire::Ack> ack =
+        Exchange(channel, clhswire::ReadMem(address, length, ++id_));
+    EXPECT_TRUE(ack && ack->status == 0 && ack->ack == 0x0801 && ack->id == id_ &&
+                ack->scd.size() == length)
+        << "read of " << length << " at 0x" << std::hex << address;
+    return ack && ack->scd.size() == length ? clhswire::Get(ack->scd, 0, length) : ~0ull;
+  }
+
+  int board_ = 0;
+  PLdevice* device_ = nullptr;
+  fpga_design* design_ = nullptr;
+  uint16_t id_ = 0;
+};
+
+}  // namespace vesk::sim
+
+#endif
