@@ -100,7 +100,7 @@ TEST_F(ClhsBoard, SelectorRoutesAChannelToAnotherPort) {
 
 // Its channel ids group the two links of its camera under master id 1.
 TEST_F(ClhsBoard, DefaultRigHasABoardWithItsCamera) {
-  LoadDefault(3);
+  Open(nullptr, 3);
   EXPECT_EQ(Read("DiscoveryAppletMasterID"), 0x11u);
   EXPECT_EQ(Read("DiscoveryAppletExtensionID"), 0x10u);
   EXPECT_EQ(ReadNumber(1, kConnectionIndex, 4), 1u);
