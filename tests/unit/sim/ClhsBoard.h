@@ -18,24 +18,11 @@ namespace vesk::sim {
 
 class ClhsBoard : public ::testing::Test {
  public:
-  // Board index of the built-in rig.
-  void LoadDefault(int index) {
-    Close();
-    ASSERT_EQ(VSimLoadDefaultRig(), 0);
-    board_ = index;
-    device_ = VHalInitDevice(index);
-    ASSERT_NE(device_, nullptr);
-    design_ = VSimDesignLoad(device_);
-    ASSERT_NE(design_, nullptr);
-  }
-
-  // A camera with a link on each port given, in link order, on board b.
-  static std::string Camera(const std::string& ports, const std::string& attributes = "",
-                            int b = 0) {
+  // A camera with a link on each port given ('-' for none), in link order, on board 0.
+  static std::string Camera(const std::string& ports, const std::string& attributes = "") {
     std::string text = "<camera id='cam" + ports + "' speeds='10312' " + attributes + ">";
     for (char port : ports) {
-      text +=
-          port == '-' ? "<link/>" : "<link board='" + std::to_string(b) + "' port='" + port + "'/>";
+      text += port == '-' ? "<link/>" : "<link board='0' port='" + std::string(1, port) + "'/>";
     }
     return text + "</camera>";
   }
@@ -51,18 +38,18 @@ class ClhsBoard : public ::testing::Test {
     if (device_) VHalFreeDevice(std::exchange(device_, nullptr));
   }
 
-  // Board 0 of the design with cameras, the given text of <camera> elements; more boards before
-  // it when index is above 0.
+  // Board 0 of the design with cameras, the given text of <camera> elements.
   void Load(const std::string& design, const std::string& cameras, unsigned ports = 2,
-            const std::string& board = "", int index = 0) {
+            const std::string& board = "") {
+    const std::string rig = "<rig><board type='2657' ports='" + std::to_string(ports) +
+                            "' design='" + design + "' " + board + "/>" + cameras + "</rig>";
+    Open(rig.c_str(), 0);
+  }
+
+  // Board index of the built-in rig, or of rig when given.
+  void Open(const char* rig, int index) {
     Close();
-    std::string rig = "<rig>";
-    for (int other = 0; other < index; ++other)
-      rig += "<board type='2657' ports='2' design='clhs'/>";
-    rig += "<board type='2657' ports='" + std::to_string(ports) + "' design='" + design + "' " +
-           board + "/>" + cameras + "</rig>";
-    ASSERT_EQ(VSimLoadRigText(rig.c_str(), "clhs rig"), 0);
-    board_ = index;
+    ASSERT_EQ(rig ? VSimLoadRigText(rig, "clhs rig") : VSimLoadDefaultRig(), 0);
     device_ = VHalInitDevice(index);
     ASSERT_NE(device_, nullptr);
     design_ = VSimDesignLoad(device_);
@@ -120,7 +107,6 @@ class ClhsBoard : public ::testing::Test {
     return ack && ack->scd.size() == length ? clhswire::Get(ack->scd, 0, length) : ~0ull;
   }
 
-  int board_ = 0;
   PLdevice* device_ = nullptr;
   fpga_design* design_ = nullptr;
   uint16_t id_ = 0;

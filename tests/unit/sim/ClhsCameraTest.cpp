@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <iterator>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -100,7 +101,7 @@ TEST_F(ClhsBoard, SelectorRoutesAChannelToAnotherPort) {
 
 // Its channel ids group the two links of its camera under master id 1.
 TEST_F(ClhsBoard, DefaultRigHasABoardWithItsCamera) {
-  LoadDefault(3);
+  Open(nullptr, 3);
   EXPECT_EQ(Read("DiscoveryAppletMasterID"), 0x11u);
   EXPECT_EQ(Read("DiscoveryAppletExtensionID"), 0x10u);
   EXPECT_EQ(ReadNumber(1, kConnectionIndex, 4), 1u);
@@ -211,9 +212,10 @@ TEST_P(ClhsFault, ShowsOnTheXCore) {
 
 // A command sent again under the id last answered gets that answer, whatever it asks now: the
 // camera carried it out once already.
-TEST_P(ClhsFault, ResendGetsTheAnswerGiven) {
+class ClhsResend : public ClhsFault {};
+
+TEST_P(ClhsResend, GetsTheAnswerGiven) {
   const FaultRow& row = GetParam();
-  if (row.seen == Seen::SignalDrop) GTEST_SKIP() << "the link is down for a while";
   Load("clhs", Camera("0"));
   ASSERT_EQ(VSimSetCameraFaultsEx(VSimFindCamera("cam0"), &row.faults, &row.protocol), 0);
   Send(0, ReadMem(kMaxResponseTime, 4, 5));
@@ -240,19 +242,20 @@ VSimProtocolFaults Odd(uint32_t VSimProtocolFaults::*field) {
   return protocol;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, ClhsFault,
-    ::testing::Values(FaultRow{"DroppedAck", Chance(&VSimFaults::dropPerMille), {}, Seen::NoAck, 0},
-                      FaultRow{"ResendRequest", kNone, Odd(&VSimProtocolFaults::errorPerMille),
-                               Seen::Status, 0x800E},
-                      FaultRow{"PendingThenAnswer", kNone, Odd(&VSimProtocolFaults::waitPerMille),
-                               Seen::Pending, 0},
-                      FaultRow{"LateAnswer", Chance(&VSimFaults::delayPerMille), {}, Seen::Late, 0},
-                      FaultRow{"BrokenAnswer", kNone, Odd(&VSimProtocolFaults::badCrcPerMille),
-                               Seen::ReceiveFailed, 0},
-                      FaultRow{"SignalDrops", kNone, Odd(&VSimProtocolFaults::burstPerMille),
-                               Seen::SignalDrop, 0}),
-    [](const ::testing::TestParamInfo<FaultRow>& info) { return info.param.name; });
+// The signal drops last: the link stays down a while after it.
+const FaultRow kFaults[] = {
+    {"DroppedAck", Chance(&VSimFaults::dropPerMille), {}, Seen::NoAck, 0},
+    {"ResendRequest", kNone, Odd(&VSimProtocolFaults::errorPerMille), Seen::Status, 0x800E},
+    {"PendingThenAnswer", kNone, Odd(&VSimProtocolFaults::waitPerMille), Seen::Pending, 0},
+    {"LateAnswer", Chance(&VSimFaults::delayPerMille), {}, Seen::Late, 0},
+    {"BrokenAnswer", kNone, Odd(&VSimProtocolFaults::badCrcPerMille), Seen::ReceiveFailed, 0},
+    {"SignalDrops", kNone, Odd(&VSimProtocolFaults::burstPerMille), Seen::SignalDrop, 0}};
+
+std::string NameOf(const ::testing::TestParamInfo<FaultRow>& info) { return info.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ClhsFault, ::testing::ValuesIn(kFaults), NameOf);
+INSTANTIATE_TEST_SUITE_P(Kinds, ClhsResend,
+                         ::testing::ValuesIn(std::begin(kFaults), std::end(kFaults) - 1), NameOf);
 
 }  // namespace
 }  // namespace vesk::sim
