@@ -1,5 +1,6 @@
 #include "vesk_genicam/impl/Driver.h"
 
+#include "vesk_genicam/impl/ClController.h"
 #include "vesk_genicam/impl/CxpController.h"
 
 #include <fcntl.h>
@@ -43,11 +44,13 @@ CDriver::~CDriver() {
 
 vesk::tools::logging::Logger* CDriver::GetLogger() { return logger_.Get(); }
 
-// CoaXPress is the transport the library has; other boards are unsupported.
+// CoaXPress and Camera Link are the transports the library has; other boards are unsupported.
 std::unique_ptr<IControllerInterface> CDriver::CreateController(EBoardTransport transport,
                                                                 Fg_Struct_s* board, bool) {
   if (transport == BoardTransportCxp)
     return std::make_unique<CxpController>(board->device, board->design);
+  if (transport == BoardTransportCl)
+    return std::make_unique<CClController>(board->device, board->design);
   return nullptr;
 }
 
