@@ -35,6 +35,7 @@ bench: build
 	$(BUILD)/bin/cxp_scan_bench
 	$(BUILD)/bin/sim_gige_bench
 	$(BUILD)/bin/sim_cl_bench
+	$(BUILD)/bin/cl_port_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i
