@@ -1,5 +1,6 @@
 // CClController on simulated Camera Link boards of every design, a camera on every port, so that
 // each port finds its camera at the first rate.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -12,11 +13,16 @@
 
 #include "loader/dsnrt.h"
 #include "sim/include/vesk_sim.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/SimulatedRuntime.h"
 #include "vesk_genicam/impl/ClController.h"
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using vesk::test::CapturedLog;
 
 struct Design {
   const char* name;
@@ -203,6 +209,30 @@ TEST_F(ClControllerRig, CamerasWhoseClockGoesAndComesAreTold) {
   EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{ControllerEventPortsConnected, 0x2}}));
   EXPECT_EQ(Port(1).GetSpeed(), 9600u);
   EXPECT_EQ(Port(1).SetSpeed(0), 0);
+}
+
+// With both clocks gone the ports have forgotten their cameras, and a discovery finds none.
+TEST(ClControllerLog, ADiscoveryWithoutCamerasSaysSo) {
+  ASSERT_EQ(VSIM(VSimLoadRigText)(Rig().c_str(), "cl controller rig"), 0);
+  PLdevice* device = VHalInitDevice(0);
+  fpga_design* design = DsnLoadBoardDesign(device);
+  {
+    Events events;
+    CClController controller(device, design);
+    controller.SetCallBackFnct(Events::Callback, &events);
+    for (unsigned int port : {0u, 1u}) {
+      ASSERT_EQ(VSIM(VSimUnplug)(0, port), 0);
+      ASSERT_EQ(events.Wait(1).size(), 1u);
+    }
+    CapturedLog::SetDefaultLevel(3);
+    CapturedLog::SetAllLevels(3);
+    CapturedLog::Take();
+    EXPECT_EQ(controller.Discovery(0x3, 0, 0, 0, nullptr), MLO_ERR_NO_CAMERA_FOUND);
+    EXPECT_THAT(CapturedLog::TakeFailures(), Contains(HasSubstr("No physical connections found")));
+    controller.SetCallBackFnct(nullptr, nullptr);
+  }
+  DsnFreeDesign(design);
+  VHalFreeDevice(device);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // CClPort on a simulated Camera Link board, with the simulator's GenCP cameras behind the
 // serial channels. Ports are made as the controller makes them, then given a short max ack time.
 #include <arpa/inet.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "sim/include/vesk_sim.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/SimulatedRuntime.h"
 #include "tests/support/TempDir.h"
 #include "vesk_genicam/impl/ClPort.h"
@@ -17,6 +19,11 @@
 
 namespace {
 
+using ::testing::Contains;
+using ::testing::Field;
+using ::testing::HasSubstr;
+using vesk::test::CapturedLine;
+using vesk::test::CapturedLog;
 using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned int kScratch = 0x800000;  // plain memory of the camera that serves a file
@@ -134,7 +141,13 @@ TEST_F(ClPortRig, ACameraThatIsGoneIsSearchedAtEveryRateAndNotFound) {
   ASSERT_EQ(VSIM(VSimGetCable)(0, kMemoryPort, &camera, &link), 0);
   ASSERT_EQ(VSIM(VSimUnplug)(0, kMemoryPort), 0);
   EXPECT_FALSE(port->IsClockPresent());
+  CapturedLog::SetDefaultLevel(3);
+  CapturedLog::SetAllLevels(3);
+  CapturedLog::Take();
   EXPECT_EQ(port->DetectSpeed(), MLO_ERR_INVALID_LINK_SPEED);
+  EXPECT_THAT(CapturedLog::Take(),
+              Contains(Field(&CapturedLine::text,
+                             HasSubstr("] Ending PerformSpeedDetect -1200 Speed: 4294967295"))));
   EXPECT_FALSE(port->IsConnected());
   ASSERT_EQ(VSIM(VSimPlug)(0, kMemoryPort, camera, link), 0);
   ASSERT_EQ(port->DetectSpeed(), 0);
