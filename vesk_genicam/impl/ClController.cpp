@@ -45,7 +45,6 @@ bool HasModeParameters(uint32_t type) {
 CClController::CClController(PLdevice* device, fpga_design* design)
     : device_(device),
       design_(design),
-      boardIndex_(static_cast<uint32_t>(VHalGetBoardIndex(device, 0))),
       boardType_(static_cast<uint32_t>(VHalGetBoardInfoInt(device, "board/type"))),
       portConfigRegister_(DsnGetRegisterByName(design, "AACamPortConfig")) {
   DetectNrPorts();
@@ -121,26 +120,6 @@ uint32_t CClController::GetNrOfPorts() {
 IPortInterface* CClController::GetPort(unsigned int index) {
   RecursiveMutexGuard scope(&controllerScope_);
   return index < ports_.size() ? ports_[index].get() : nullptr;
-}
-
-CClPort* CClController::GetPortByPortID(unsigned int id) {
-  for (const auto& port : ports_)
-    if (port->GetPortId() == id) return port.get();
-  return nullptr;
-}
-
-void CClController::SetLEDState(unsigned int port, unsigned int state) {
-  if (port < ports_.size()) ports_[port]->SetLEDState(state);
-}
-
-uint32_t CClController::GetBoardIndex() {
-  RecursiveMutexGuard scope(&controllerScope_);
-  return boardIndex_;
-}
-
-uint32_t CClController::GetBoardType() {
-  RecursiveMutexGuard scope(&controllerScope_);
-  return boardType_;
 }
 
 int CClController::SetProperty(char*, void*, unsigned int, void*) {

@@ -53,10 +53,6 @@ class CClController : public IControllerInterface {
   int ForceTransceiverBitrate(unsigned int, unsigned int) override;
   int ForceResetControlCore(unsigned int, unsigned int) override;
 
-  CClPort* GetPortByPortID(unsigned int id);
-  void SetLEDState(unsigned int port, unsigned int state);
-  uint32_t GetBoardIndex();
-  uint32_t GetBoardType();
   // -1 unknown, 0 base, 1 medium, 2 full.
   int GetCameraLinkMode() const { return cameraLinkMode_; }
 
@@ -79,7 +75,6 @@ class CClController : public IControllerInterface {
 
   PLdevice* const device_;
   fpga_design* const design_;
-  const uint32_t boardIndex_;
   const uint32_t boardType_;
   const int portConfigRegister_;
   uint32_t nrPorts_ = 1;

@@ -73,7 +73,6 @@ class CClPort : public IPortInterface {
   void Write(const void* buffer, int64_t address, int64_t length) override;
 
   void SetPortType(EPORT_TYPE type, uint32_t logicalPort);
-  void SetLogicalPort(uint32_t port) { logicPort_ = port; }
   void SetPortPL(uint32_t port) { portPL_ = port; }
   void SetLogicPLPort(uint32_t port) { logicPLPort_ = port; }
   void SetMaxAckTime(uint32_t ms) { maxAckTimeMs_ = ms; }
