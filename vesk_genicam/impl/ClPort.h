@@ -22,8 +22,8 @@ class CClBufferRet;
 // One Camera Link serial channel and the GenCP camera behind it. A polling thread of the port
 // collects the bytes that come in and cuts them into replies; a command sends one request and
 // waits once, for the port's max ack time, for the reply with its request id. There is no
-// retry: a lost or late reply fails the command. The port is told in three units: the frame
-// (construction, polling, state), the commands, and the speed and identity of the camera.
+// retry: a lost or late reply fails the command. The port is told in four units: the frame
+// (construction, polling, state), the commands, the camera's baud rate and its identity.
 //
 // Threads: application threads through IPortInterface, the polling thread, and the controller's
 // ready thread, which calls DetectSpeed and Reset when a camera comes or goes. portScope_
