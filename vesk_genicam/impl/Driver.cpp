@@ -1,5 +1,6 @@
 #include "vesk_genicam/impl/Driver.h"
 
+#include "vesk_genicam/impl/ClController.h"
 #include "vesk_genicam/impl/ClhsController.h"
 #include "vesk_genicam/impl/CxpController.h"
 
@@ -44,13 +45,15 @@ CDriver::~CDriver() {
 
 vesk::tools::logging::Logger* CDriver::GetLogger() { return logger_.Get(); }
 
-// CoaXPress is the transport the library has; other boards are unsupported.
+// CoaXPress and Camera Link are the transports the library has; other boards are unsupported.
 std::unique_ptr<IControllerInterface> CDriver::CreateController(EBoardTransport transport,
                                                                 Fg_Struct_s* board, bool flag) {
   if (transport == BoardTransportCxp)
     return std::make_unique<CxpController>(board->device, board->design);
   if (transport == BoardTransportClhs)
     return std::make_unique<ClhsController>(board->device, board->design, flag);
+  if (transport == BoardTransportCl)
+    return std::make_unique<CClController>(board->device, board->design);
   return nullptr;
 }
 

@@ -351,10 +351,10 @@ TEST_F(BoardApi, FreeBoardLetsARunningCallbackEndAndDeliversNoMoreEvents) {
   EXPECT_EQ(delivery.calls, 1);
 }
 
-// The fake board library's board is a Camera Link board, for which the library has no transport
-// yet: the driver is given up again and the handle is null.
+// The fake board library's second board has a type that no transport knows: the driver is given
+// up again and the handle is null.
 TEST_F(BoardApi, InitBoardGivesUpTheDriverWhenTheBoardHasNoTransport) {
-  Fg_Struct_s fgBoard{VHalInitDevice(0), nullptr};
+  Fg_Struct_s fgBoard{VHalInitDevice(1), nullptr};
   ASSERT_NE(fgBoard.device, nullptr);
   CapturedLog::Take();
   MloBoardHandle* handle = board.Handle();
@@ -363,7 +363,7 @@ TEST_F(BoardApi, InitBoardGivesUpTheDriverWhenTheBoardHasNoTransport) {
   const ApiLines lines = TakeApiLines();
   ASSERT_GE(lines.trace.size(), 2u);
   const std::string args = ",handle=(PK11Fg_Struct_s)" + Pointer(&fgBoard) +
-                           ",board-index=3,board-serial=1a2b3c,board-type=a42,port-mask=0,"
+                           ",board-index=4,board-serial=1a2b3c,board-type=a3f,port-mask=0,"
                            "handle=(P11Fg_Struct_s)" +
                            Pointer(&fgBoard);
   EXPECT_EQ(lines.trace.front(), args + "|Entering Mlo_initBoardEx");

@@ -280,8 +280,9 @@ TEST_F(ConfigurationApi, ConnectionProfileGivesTheBoardUpWhenTheLoadFails) {
   EXPECT_TRUE(board.destroyed);
   board.Freed();
 
-  // The fake board library's board has no transport, so the profile ends where the board opens.
-  Fg_Struct_s fg{VHalInitDevice(0), nullptr};
+  // The fake board library's second board has no transport, so the profile ends where the board
+  // opens.
+  Fg_Struct_s fg{VHalInitDevice(1), nullptr};
   MloConnectionProfile unused{};
   profile = &unused;
   CapturedLog::Take();
