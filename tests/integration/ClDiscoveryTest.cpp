@@ -16,102 +16,31 @@
 #include <utility>
 #include <vector>
 
-#include "loader/dsnrt.h"
-#include "sim/include/vesk_sim.h"
-#include "vesk_genicam/impl/vesk_genicam.h"
+#include "tests/support/ApiBoard.h"
 
 namespace {
-
-// A control function of the simulated runtime that the library loaded.
-template <class Signature>
-Signature* Sim(const char* name) {
-  VHalGetNrOfBoards();  // the library's stub loads the runtime
-  void* handle = dlopen(VESK_SIM_RUNTIME "/libvesk_hal.so", RTLD_NOW | RTLD_NOLOAD);
-  if (!handle) throw std::runtime_error("the simulated runtime is not loaded");
-  void* function = dlsym(handle, name);
-  dlclose(handle);
-  return reinterpret_cast<Signature*>(function);
-}
-#define VSIM(name) (*Sim<decltype(name)>(#name))
 
 constexpr uint32_t kGencpVersion = 0x00010003;
 constexpr int kGencpInvalidPacket = -1603;
 
-unsigned int ThreadCount() {
-  unsigned int threads = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
-    ++threads;
-  return threads;
-}
-
-// The events of a board, as its callback got them: type and port mask.
-class Events {
- public:
-  using Event = std::pair<unsigned int, unsigned int>;
-  static int Callback(MloBoardHandle*, const MloEventInfo* info, void* user) {
-    auto* events = static_cast<Events*>(user);
-    std::lock_guard<std::mutex> lock(events->mutex_);
-    // Copies: the record is packed, and its fields do not bind to references.
-    events->seen_.emplace_back(static_cast<unsigned int>(info->type),
-                               static_cast<unsigned int>(info->port));
-    events->changed_.notify_all();
-    return 0;
-  }
-  // The events once count have come, or what came within a few seconds.
-  std::vector<Event> Wait(size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(8), [&] { return seen_.size() >= count; });
-    return std::exchange(seen_, {});
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<Event> seen_;
-};
+using vesk::test::ThreadCount;
+using Events = vesk::test::ApiEvents;
 
 // Board 0 of a rig, opened and handed to the library, and scanned once.
-class ClBoard {
+class ClBoard : public vesk::test::ApiBoard {
  public:
-  explicit ClBoard(const std::string& rig) {
-    loaded_ = VSIM(VSimLoadRigText)(rig.c_str(), "cl rig");
-    board_.device = VHalInitDevice(0);
-    board_.design = DsnLoadBoardDesign(board_.device);
-    opened_ = Mlo_initBoardEx(&board_, 0, &handle_, 0x3);
-    if (Ok()) scanned_ = Mlo_scanPortsEx(handle_, 0x3, 5000, 0, 0);
+  explicit ClBoard(const std::string& rig) : ApiBoard(rig) {
+    if (Ok()) scanned_ = Mlo_scanPortsEx(Handle(), 0x3, 5000, 0, 0);
   }
-  ~ClBoard() {
-    Free();
-    if (board_.design) DsnFreeDesign(board_.design);
-    if (board_.device) VHalFreeDevice(board_.device);
-  }
-  bool Ok() const { return loaded_ == 0 && opened_ == 0 && handle_; }
   int Scanned() const { return scanned_; }
-  MloBoardHandle* Handle() const { return handle_; }
-  void Free() {
-    if (handle_) Mlo_freeBoard(std::exchange(handle_, nullptr));
-  }
   MloCameraHandle* Camera(unsigned int port) const {
     MloCameraHandle* camera = nullptr;
-    EXPECT_EQ(Mlo_getCamera(handle_, port, &camera), 0);
+    EXPECT_EQ(Mlo_getCamera(Handle(), port, &camera), 0);
     EXPECT_NE(camera, nullptr);
     return camera;
   }
-  static unsigned int Property(MloCameraHandle* camera, const char* name) {
-    unsigned int value = 0xFFFFFFFF;
-    unsigned int type = 1;
-    unsigned int link = 0;
-    EXPECT_EQ(Mlo_getCameraPropertyWithType(camera, const_cast<char*>(name), &value, &type, &link),
-              0)
-        << name;
-    return value;
-  }
 
  private:
-  Fg_Struct_s board_{};
-  MloBoardHandle* handle_ = nullptr;
-  int loaded_ = -1;
-  int opened_ = -1;
   int scanned_ = -1;
 };
 
@@ -156,9 +85,9 @@ TEST_F(ClDiscovery, TheScanFindsEveryCameraAtItsFastestRate) {
   EXPECT_EQ(Mlo_getCameraCount(board_->Handle()), 2);
   MloCameraHandle* first = board_->Camera(0);
   MloCameraHandle* fast = board_->Camera(1);
-  EXPECT_EQ(ClBoard::Property(first, "LinkSpeed"), 57600u);
-  EXPECT_EQ(ClBoard::Property(fast, "LinkSpeed"), 115200u);
-  EXPECT_EQ(ClBoard::Property(fast, "MasterPort"), 1u);
+  EXPECT_EQ(board_->CameraProperty(first, "LinkSpeed"), 57600u);
+  EXPECT_EQ(board_->CameraProperty(fast, "LinkSpeed"), 115200u);
+  EXPECT_EQ(board_->CameraProperty(fast, "MasterPort"), 1u);
   const MloCameraInfo* info = Mlo_getCameraInfo(first);
   ASSERT_NE(info, nullptr);
   EXPECT_STREQ(info->vendorName, "Acme");
@@ -229,9 +158,9 @@ TEST(ClHotPlug, ACameraWhoseClockGoesIsToldAndComesBackWorking) {
     while (reading) Mlo_registerReadFromCamera(camera, &value, 0);
   });
   ASSERT_EQ(VSIM(VSimUnplug)(0, 0), 0);
-  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{MLO_EVENT_PORTS_LOST, 0x1}}));
+  EXPECT_EQ(events.Wait(1, 8), (std::vector<Events::Event>{{MLO_EVENT_PORTS_LOST, 0x1}}));
   ASSERT_EQ(VSIM(VSimPlug)(0, 0, VSIM(VSimFindCamera)("only"), 0), 0);
-  EXPECT_EQ(events.Wait(1), (std::vector<Events::Event>{{MLO_EVENT_PORTS_CONNECTED, 0x1}}));
+  EXPECT_EQ(events.Wait(1, 8), (std::vector<Events::Event>{{MLO_EVENT_PORTS_CONNECTED, 0x1}}));
   reading = false;
   reader.join();
   ASSERT_EQ(Mlo_connectCamera(camera), 0);

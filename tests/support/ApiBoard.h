@@ -46,7 +46,7 @@ class ApiBoard {
     opened_ = Mlo_initBoardEx(&board_, flags, &handle_, 0xF);
   }
   ~ApiBoard() {
-    if (handle_) Mlo_freeBoard(handle_);
+    Free();
     if (board_.design) DsnFreeDesign(board_.design);
     if (board_.device) VHalFreeDevice(board_.device);
   }
@@ -56,6 +56,10 @@ class ApiBoard {
   bool Ok() const { return loaded_ == 0 && opened_ == 0 && handle_; }
   MloBoardHandle* Handle() const { return handle_; }
   PLdevice* Device() const { return board_.device; }
+  // Gives the board back to the library; the rig's board stays open.
+  void Free() {
+    if (handle_) Mlo_freeBoard(std::exchange(handle_, nullptr));
+  }
   fpga_design* Design() const { return board_.design; }
 
   unsigned int CameraProperty(MloCameraHandle* camera, const char* name, unsigned int link = 0) {
@@ -87,10 +91,10 @@ class ApiEvents {
     events->changed_.notify_all();
     return 0;
   }
-  // The events once count have come, or what came within a few seconds.
-  std::vector<Event> Wait(size_t count) {
+  // The events once count have come, or what came within the seconds.
+  std::vector<Event> Wait(size_t count, int seconds = 5) {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(5), [&] { return seen_.size() >= count; });
+    changed_.wait_for(lock, std::chrono::seconds(seconds), [&] { return seen_.size() >= count; });
     return std::exchange(seen_, {});
   }
 
