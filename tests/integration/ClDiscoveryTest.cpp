@@ -2,18 +2,12 @@
 // search, features, parameters, answers that go wrong, cameras that come and go. A port waits a
 // second for each rate at which its camera stays silent, so each suite scans one board and shares
 // it, and the cameras answer at their first rate, but for one.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <filesystem>
-#include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "tests/support/ApiBoard.h"

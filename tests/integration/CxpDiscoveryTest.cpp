@@ -1,15 +1,12 @@
 // CoaXPress boards through the exported functions alone, on the simulated runtime: discovery,
 // topology, hot-plug and events, with the waits shortened through the settings.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
-#include <filesystem>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
