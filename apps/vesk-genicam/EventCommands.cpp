@@ -171,8 +171,8 @@ int Events(Arguments& args, Context& context) {
   for (auto now = Clock::now(); now < end; now = Clock::now()) {
     const auto timeout = std::min(std::chrono::milliseconds(100),
                                   std::chrono::duration_cast<std::chrono::milliseconds>(end - now));
-    for (const std::string& line : input.Wait(timeout)) RunSimLine(line, context);
     takeEvents();
+    for (const std::string& line : input.Wait(timeout)) RunSimLine(line, context);
   }
   Mlo_registerBoardEventCallback(board.Handle(), nullptr, nullptr);
   takeEvents();

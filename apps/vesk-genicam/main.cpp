@@ -41,7 +41,7 @@ Options ParseOptions(int argc, char** argv) {
       UsageError("unknown option '" + option + "' (see vesk-genicam --help)");
     }
   }
-  if (i == argc) return options;
+  if (i == argc) UsageError("a command is missing (see vesk-genicam --help)");
   options.commands.emplace_back();
   for (; i < argc; ++i) {
     if (std::string(argv[i]) == "+") {
@@ -86,9 +86,9 @@ int RunCommand(const std::vector<std::string>& words, Context& context) {
 
 int Run(int argc, char** argv) {
   const Options options = ParseOptions(argc, argv);
-  if (options.help || options.commands.empty()) {
-    PrintUsage(options.help ? stdout : stderr);
-    return options.help ? 0 : kUsageStatus;
+  if (options.help) {
+    PrintUsage(stdout);
+    return 0;
   }
   SetLogLevel(options.verbosity);
   LibraryUse library;
