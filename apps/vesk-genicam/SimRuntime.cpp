@@ -1,27 +1,14 @@
 #include "SimRuntime.h"
 
 #include <dlfcn.h>
-#include <link.h>
 
 #include <vesk_genicam/vesk_sim.h>
-#include <cstring>
 
 #include "Failure.h"
 
 namespace vesk::tool {
 
 namespace {
-
-// The path of the loaded board library: the library opened it by a path of its own choosing.
-int FindBoardLibrary(dl_phdr_info* info, size_t, void* data) {
-  static const char kName[] = "/libvesk_hal.so";
-  const size_t length = std::strlen(info->dlpi_name);
-  if (length < sizeof kName - 1 ||
-      std::strcmp(info->dlpi_name + length - (sizeof kName - 1), kName) != 0)
-    return 0;
-  *static_cast<std::string*>(data) = info->dlpi_name;
-  return 1;
-}
 
 const char* Meaning(int code) {
   switch (code) {
@@ -52,11 +39,9 @@ const char* Meaning(int code) {
 
 }  // namespace
 
-SimRuntime::SimRuntime() {
-  std::string path;
-  if (dl_iterate_phdr(FindBoardLibrary, &path))
-    handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-}
+// The library opened the board runtime by a path of its own; the loaded library answers to its
+// name as well.
+SimRuntime::SimRuntime() : handle_(dlopen("libvesk_hal.so", RTLD_NOW | RTLD_NOLOAD)) {}
 
 SimRuntime::~SimRuntime() {
   if (handle_) dlclose(handle_);
