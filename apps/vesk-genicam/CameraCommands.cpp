@@ -69,7 +69,8 @@ void PrintInfo(const Json& data) {
   std::printf("camera %s\n", data["camera"].Text().c_str());
   Table table;
   for (const auto& key : kIdentity) {
-    if (!data["identity"][key[0]].IsNull()) table.Add({key[0], data["identity"][key[0]].Text()});
+    const Json& text = data["identity"][key[0]];
+    if (!text.IsNull() && !text.Text().empty()) table.Add({key[0], text.Text()});
   }
   for (const auto& key : kLinkProperties) {
     if (data[key[0]].Integer() >= 0) table.Add({key[0], data[key[0]].Text()});

@@ -81,7 +81,10 @@ int RunCommand(const std::vector<std::string>& words, Context& context) {
     PrintHelp(command);
     return 0;
   }
-  return command.run(args, context);
+  // --json also stands after the command, where scripts tend to put it.
+  Context local = context;
+  local.json = context.json || args.Flag("--json");
+  return command.run(args, local);
 }
 
 int Run(int argc, char** argv) {

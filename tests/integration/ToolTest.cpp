@@ -138,6 +138,8 @@ const Row kRows[] = {
     {"GetFloatWithUnit", "get 0:0 Gain", 0, "^1.5 dB\\n$"},
     {"GetEnumeration", "get 0:0 PixelFormat", 0, "^Mono8\\n$"},
     {"GetString", "get 0@0 DeviceModelName", 0, "^CXP Dual\\n$"},
+    {"GetAsJson", "get 0:0 Width --json", 0,
+     "^\\{\"camera\":\"0:0\",\"feature\":\"Width\",.*\"value\":1920,"},
     {"GetCategory", "get 0:0 AnalogControl", 1, "AnalogControl is a Category and has no value"},
     {"GetUnknownFeature", "get 0:0 Nope", 2, "Mlo_getIntegerValue\\(0:0, Nope\\): -1102 "},
     {"SetInteger", "set 0:0 Width 1024", 0, "^1024\\n$"},
