@@ -84,7 +84,9 @@ unsigned int Board::PortCount() {
 
 int Board::Scan(const ScanRequest& request, bool progress) {
   MloBoardHandle* handle = Handle();
-  const unsigned int mask = request.mask ? request.mask : (1u << PortCount()) - 1;
+  const unsigned int ports = PortCount();
+  const unsigned int every = ports >= 32 ? 0xFFFFFFFFu : (1u << ports) - 1;
+  const unsigned int mask = request.mask ? request.mask : every;
   auto scan = std::async(std::launch::async, [=] {
     return Mlo_scanPortsEx(handle, mask, request.timeoutMs, request.speed, request.flags);
   });

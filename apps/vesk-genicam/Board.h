@@ -3,8 +3,9 @@
 #ifndef VESK_APPS_VESK_GENICAM_BOARD_H
 #define VESK_APPS_VESK_GENICAM_BOARD_H
 
-#include <vesk_genicam/vesk_genicam.h>
 #include <string>
+
+#include <vesk_genicam/vesk_genicam.h>
 
 #include "Arguments.h"
 

@@ -1,7 +1,8 @@
 // boards, scan, version: what the board runtime offers and what a scan finds on a board.
-#include <vesk_genicam/vesk_genicam.h>
 #include <cstdio>
 #include <cstring>
+
+#include <vesk_genicam/vesk_genicam.h>
 
 #include "Board.h"
 #include "Commands.h"
@@ -112,12 +113,13 @@ int Scan(Arguments& args, Context& context) {
   args.Done();
   Board board(index);
   board.Scan(request, context.terminal && !context.json);
-  const int count = Check(Mlo_getCameraCount(board.Handle()), "Mlo_getCameraCount");
+  const std::string on = "(board " + std::to_string(index) + ")";
+  const int count = Check(Mlo_getCameraCount(board.Handle()), "Mlo_getCameraCount" + on);
   Json cameras = Json::MakeArray();
   for (int i = 0; i < count; ++i) {
     MloCameraHandle* camera = nullptr;
     Check(Mlo_getCameraByIndex(board.Handle(), static_cast<unsigned int>(i), &camera),
-          "Mlo_getCameraByIndex");
+          "Mlo_getCameraByIndex" + on);
     cameras.Add(DescribeCamera(camera, std::to_string(index) + ":" + std::to_string(i)));
   }
   Json data = Json::MakeObject();

@@ -1,9 +1,10 @@
 // info, xml, read, write: a camera's identity, description and memory, without its node map.
-#include <vesk_genicam/vesk_genicam.h>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <vector>
+
+#include <vesk_genicam/vesk_genicam.h>
 
 #include "Board.h"
 #include "Commands.h"

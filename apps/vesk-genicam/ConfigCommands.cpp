@@ -1,6 +1,7 @@
 // config, profile, link-profile: a board's camera layout and link settings in files.
-#include <vesk_genicam/vesk_genicam.h>
 #include <cstdio>
+
+#include <vesk_genicam/vesk_genicam.h>
 
 #include "Board.h"
 #include "Commands.h"

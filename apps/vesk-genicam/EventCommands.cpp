@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <vesk_genicam/vesk_genicam.h>
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -11,6 +10,8 @@
 #include <sstream>
 #include <thread>
 #include <vector>
+
+#include <vesk_genicam/vesk_genicam.h>
 
 #include "Board.h"
 #include "Commands.h"

@@ -2,7 +2,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <vesk_genicam/vesk_genicam.h>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -11,6 +10,8 @@
 #include <fstream>
 #include <map>
 #include <thread>
+
+#include <vesk_genicam/vesk_genicam.h>
 
 #include "Board.h"
 #include "Commands.h"
@@ -33,7 +34,7 @@ std::string FeatureCall(const char* call, const CameraName& name, const std::str
 // A camera connected through its node map, with its features as its XML declares them.
 class ConnectedCamera {
  public:
-  ConnectedCamera(const CameraName& name) : name_(name), board_(name.board) {
+  explicit ConnectedCamera(const CameraName& name) : name_(name), board_(name.board) {
     camera_ = board_.Camera(name);
     Check(Mlo_connectCamera(camera_), "Mlo_connectCamera(" + name.Text() + ")");
     size_t size = 0;
@@ -105,7 +106,6 @@ Reading ReadValue(MloCameraHandle* camera, const Feature& feature) {
     }
     case FeatureKind::Category:
     case FeatureKind::Other:
-      reading.call = "";
       break;
   }
   if (reading.code != 0) reading.value = Json();

@@ -1,7 +1,8 @@
 // sim: the rig, cables, faults and counters of the simulated board runtime.
-#include <vesk_genicam/vesk_sim.h>
 #include <cstdio>
 #include <cstring>
+
+#include <vesk_genicam/vesk_sim.h>
 
 #include "Commands.h"
 #include "Failure.h"

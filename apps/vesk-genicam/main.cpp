@@ -1,11 +1,12 @@
 // vesk-genicam: the command-line face of libvesk_genicam.so.
 #include <unistd.h>
 
-#include <vesk_genicam/vesk_genicam.h>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
+
+#include <vesk_genicam/vesk_genicam.h>
 
 #include "CommandTable.h"
 #include "Failure.h"
