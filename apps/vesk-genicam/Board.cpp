@@ -1,6 +1,5 @@
 #include "Board.h"
 
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -95,8 +94,8 @@ int Board::Scan(const ScanRequest& request, bool progress) {
   return result;
 }
 
-MloCameraHandle* Board::Camera(const CameraName& name) {
-  Scan(ScanRequest{}, isatty(STDOUT_FILENO));
+MloCameraHandle* Board::Camera(const CameraName& name, bool progress) {
+  Scan(ScanRequest{}, progress);
   MloCameraHandle* camera = nullptr;
   if (name.byPort) {
     Check(Mlo_getCamera(Handle(), name.number, &camera), BoardCall("Mlo_getCamera", index_));

@@ -41,8 +41,8 @@ class Board {
   // Runs the scan, with a progress line while it waits when progress is set. Returns the
   // library's result: MLO_ERR_NO_CAMERA_FOUND is left to the caller.
   int Scan(const ScanRequest& request, bool progress);
-  // The camera of a name, after a scan of every port.
-  MloCameraHandle* Camera(const CameraName& name);
+  // The camera of a name, after a scan of every port (with a progress line when progress is set).
+  MloCameraHandle* Camera(const CameraName& name, bool progress);
 
  private:
   unsigned int index_;

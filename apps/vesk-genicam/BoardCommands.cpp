@@ -112,7 +112,7 @@ int Scan(Arguments& args, Context& context) {
   request.flags = static_cast<unsigned int>(args.NumberOption("--flags", 0));
   args.Done();
   Board board(index);
-  board.Scan(request, context.terminal && !context.json);
+  board.Scan(request, context.Progress());
   const std::string on = "(board " + std::to_string(index) + ")";
   const int count = Check(Mlo_getCameraCount(board.Handle()), "Mlo_getCameraCount" + on);
   Json cameras = Json::MakeArray();

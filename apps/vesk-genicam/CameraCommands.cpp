@@ -123,7 +123,7 @@ int CameraInfo(Arguments& args, Context& context) {
   const CameraName name = CameraName::Parse(args.Operand("CAMERA"));
   args.Done();
   Board board(name.board);
-  MloCameraHandle* camera = board.Camera(name);
+  MloCameraHandle* camera = board.Camera(name, context.Progress());
   Json data = Json::MakeObject();
   data.Set("camera", name.Text()).Set("identity", Identity(camera));
   for (const auto& key : kLinkProperties) data.Set(key[0], CameraProperty(camera, key[1]));
@@ -137,7 +137,7 @@ int Xml(Arguments& args, Context& context) {
   const CameraName name = CameraName::Parse(args.Operand("CAMERA"));
   args.Done();
   Board board(name.board);
-  MloCameraHandle* camera = board.Camera(name);
+  MloCameraHandle* camera = board.Camera(name, context.Progress());
   Check(Mlo_loadCameraXml(camera), CameraCall("Mlo_loadCameraXml", name));
   size_t size = 0;
   Check(Mlo_getGenICamXML(camera, nullptr, &size), CameraCall("Mlo_getGenICamXML", name));
@@ -166,7 +166,7 @@ int Read(Arguments& args, Context& context) {
   args.Done();
   if (length == 0) UsageError("read LENGTH: read at least one byte");
   Board board(name.board);
-  MloCameraHandle* camera = board.Camera(name);
+  MloCameraHandle* camera = board.Camera(name, context.Progress());
   std::vector<unsigned char> bytes(length);
   Check(Mlo_memoryReadFromCamera(camera, bytes.data(), address, length),
         CameraCall("Mlo_memoryReadFromCamera", name) + " at " + HexText(address));
@@ -186,7 +186,7 @@ int Write(Arguments& args, Context& context) {
       static_cast<uint32_t>(ParseNumber(args.Operand("VALUE"), "write VALUE", UINT32_MAX));
   args.Done();
   Board board(name.board);
-  MloCameraHandle* camera = board.Camera(name);
+  MloCameraHandle* camera = board.Camera(name, context.Progress());
   Check(Mlo_registerWriteToCamera(camera, value, address),
         CameraCall("Mlo_registerWriteToCamera", name) + " at " + HexText(address));
   Json data = Json::MakeObject();

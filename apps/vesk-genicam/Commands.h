@@ -20,6 +20,9 @@ struct Context {
   // Reports nothing: for sim commands that run inside another command's JSON report.
   bool quiet = false;
 
+  // Whether a scan shows how long it has waited.
+  bool Progress() const { return terminal && !json && !quiet; }
+
   // One JSON document with --json, else the text form made from the same data.
   void Report(const Json& data, const std::function<void(const Json&)>& text) const {
     if (quiet) return;

@@ -71,7 +71,7 @@ int Config(Arguments& args, Context& context) {
   const bool save = ParseDirection(args, "save", "load");
   const BoardFile operands = ParseBoardFile(args);
   Board board(operands.board);
-  board.Scan(ScanRequest{}, context.terminal && !context.json);
+  board.Scan(ScanRequest{}, context.Progress());
   if (save) {
     Check(Mlo_SaveBoardConfiguration(board.Handle(), operands.file.c_str()),
           FileCall("Mlo_SaveBoardConfiguration", operands));
@@ -109,7 +109,7 @@ int LinkProfile(Arguments& args, Context& context) {
   const bool store = ParseDirection(args, "store", "restore");
   const BoardFile operands = ParseBoardFile(args);
   Board board(operands.board);
-  board.Scan(ScanRequest{}, context.terminal && !context.json);
+  board.Scan(ScanRequest{}, context.Progress());
   char* file = const_cast<char*>(operands.file.c_str());
   if (store) {
     Check(Mlo_StoreLowLevelLinkProfile(board.Handle(), file),

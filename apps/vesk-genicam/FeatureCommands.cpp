@@ -34,8 +34,8 @@ std::string FeatureCall(const char* call, const CameraName& name, const std::str
 // A camera connected through its node map, with its features as its XML declares them.
 class ConnectedCamera {
  public:
-  explicit ConnectedCamera(const CameraName& name) : name_(name), board_(name.board) {
-    camera_ = board_.Camera(name);
+  ConnectedCamera(const CameraName& name, bool progress) : name_(name), board_(name.board) {
+    camera_ = board_.Camera(name, progress);
     Check(Mlo_connectCamera(camera_), "Mlo_connectCamera(" + name.Text() + ")");
     size_t size = 0;
     Check(Mlo_getGenICamXML(camera_, nullptr, &size), "Mlo_getGenICamXML(" + name.Text() + ")");
@@ -273,7 +273,7 @@ int Features(Arguments& args, Context& context) {
   const bool all = args.Flag("--all");
   const CameraName name = CameraName::Parse(args.Operand("CAMERA"));
   args.Done();
-  ConnectedCamera camera(name);
+  ConnectedCamera camera(name, context.Progress());
   const auto modes = AccessModes(camera);
   Json tree = CategoryNode(camera, camera.Tree().Root(), all ? 3 : 1, modes);
   Json data = Json::MakeObject();
@@ -291,7 +291,7 @@ int Get(Arguments& args, Context& context) {
   const CameraName name = CameraName::Parse(args.Operand("CAMERA"));
   const std::string feature = args.Operand("FEATURE");
   args.Done();
-  ConnectedCamera camera(name);
+  ConnectedCamera camera(name, context.Progress());
   const Feature described = camera.Describe(feature);
   if (described.kind == FeatureKind::Category || described.kind == FeatureKind::Other)
     UsageError(feature + " is a " + KindName(described.kind) + " and has no value");
@@ -304,7 +304,7 @@ int Set(Arguments& args, Context& context) {
   const std::string feature = args.Operand("FEATURE");
   const std::string value = args.Operand("VALUE");
   args.Done();
-  ConnectedCamera camera(name);
+  ConnectedCamera camera(name, context.Progress());
   const Feature described = camera.Describe(feature);
   const auto [code, call] = WriteValue(camera.Handle(), described, value);
   Check(code, FeatureCall(call, name, feature, value));
@@ -316,7 +316,7 @@ int Exec(Arguments& args, Context& context) {
   const CameraName name = CameraName::Parse(args.Operand("CAMERA"));
   const std::string command = args.Operand("COMMAND");
   args.Done();
-  ConnectedCamera camera(name);
+  ConnectedCamera camera(name, context.Progress());
   Check(Mlo_executeCommand(camera.Handle(), command.c_str()),
         FeatureCall("Mlo_executeCommand", name, command));
   unsigned done = 0;
@@ -340,7 +340,7 @@ int Dump(Arguments& args, Context& context) {
   const CameraName name = CameraName::Parse(args.Operand("CAMERA"));
   const std::string file = args.Operand("FILE");
   args.Done();
-  ConnectedCamera camera(name);
+  ConnectedCamera camera(name, context.Progress());
   Check(Mlo_SaveCameraParameters(camera.Handle(), file.c_str()),
         "Mlo_SaveCameraParameters(" + name.Text() + ", " + file + ")");
   Json data = Json::MakeObject();
@@ -357,7 +357,7 @@ int Load(Arguments& args, Context& context) {
   const CameraName name = CameraName::Parse(args.Operand("CAMERA"));
   const std::string file = args.Operand("FILE");
   args.Done();
-  ConnectedCamera camera(name);
+  ConnectedCamera camera(name, context.Progress());
   const std::string call = "Mlo_LoadCameraParameters(" + name.Text() + ", " + file + ")";
   int result = 0;
   // The one function of the library that lets the camera's refusal out as an exception.

@@ -305,6 +305,26 @@ TEST_F(ToolRun, ChainedCommandsGiveOneDocumentEach) {
       << python.err;
 }
 
+// -v lets information through the logging dispatcher, -vv everything.
+TEST_F(ToolRun, VerbosityRaisesTheLogLevel) {
+  const ChildResult information = Tool("-v scan");
+  EXPECT_EQ(information.status, 0);
+  EXPECT_NE(information.err.find("[3] vesk.genicam."), std::string::npos) << information.err;
+  EXPECT_EQ(information.err.find("[1] vesk.genicam."), std::string::npos);
+  const ChildResult everything = Tool("-vv scan");
+  EXPECT_NE(everything.err.find("[1] vesk.genicam."), std::string::npos);
+}
+
+// The scan's waits unshortened, so that it lasts long enough to show its progress.
+TEST(ToolOnATerminal, ScanShowsItsProgress) {
+  if (access("/usr/bin/script", X_OK) != 0) GTEST_SKIP() << "no script(1) to make a terminal";
+  const ChildResult result =
+      RunChild("/usr/bin/script", {"-qec", VESK_TOOL " scan", "/dev/null"}, {{"VESK_SIM_RIG", ""}});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("\rscanning board 0 ... 0.1 s"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("0:0 "), std::string::npos) << result.out;
+}
+
 // On a board runtime that is not the simulator the tool says so, and the sim commands refuse.
 TEST(ToolOnAnotherRuntime, SimCommandsRefuse) {
   TempDir root;
