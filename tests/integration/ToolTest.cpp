@@ -1,8 +1,9 @@
 // vesk-genicam run as a process against the simulated runtime's default rig: each row is a
 // command line, its exit status and what must show on stdout, or the one line on stderr.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <regex>
