@@ -30,7 +30,6 @@ class Board {
   Board(const Board&) = delete;
   Board& operator=(const Board&) = delete;
 
-  unsigned int Index() const { return index_; }
   Fg_Struct_s* Fg() { return &fg_; }
   int Info(const char* key) const { return VHalGetBoardInfoInt(fg_.device, key); }
   std::string DesignName() const;

@@ -48,7 +48,6 @@ std::string NumberText(double value) {
 
 const Json kNull;
 const Json::Array kNoItems;
-const Json::Object kNoMembers;
 
 }  // namespace
 
@@ -85,11 +84,6 @@ const Json& Json::operator[](const std::string& key) const {
 const Json::Array& Json::Items() const {
   const auto* items = std::get_if<Array>(&value_);
   return items ? *items : kNoItems;
-}
-
-const Json::Object& Json::Members() const {
-  const auto* members = std::get_if<Object>(&value_);
-  return members ? *members : kNoMembers;
 }
 
 double Json::Number() const {

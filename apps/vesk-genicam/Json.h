@@ -39,7 +39,6 @@ class Json {
   // The member, or null when there is none.
   const Json& operator[](const std::string& key) const;
   const Array& Items() const;
-  const Object& Members() const;
   int64_t Integer() const;
   double Number() const;
   // Plain text of a scalar: strings as they are, numbers in decimal, "-" for null.
