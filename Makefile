@@ -13,8 +13,12 @@ build: deps
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j $(JOBS)
 
+# The default rig of the simulated runtime: its boards, the cameras of board 0, and the features
+# of its first camera.
 demo: build
-	$(BUILD)/bin/vesk-genicam info
+	$(BUILD)/bin/vesk-genicam boards
+	$(BUILD)/bin/vesk-genicam scan
+	$(BUILD)/bin/vesk-genicam features 0:0
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS) --timeout 300

@@ -20,6 +20,9 @@ extern "C" {
 
 #define VHAL_ERROR_LIBRARY_NOT_LOADED (-2130)
 
+/* The public header of libvesk_genicam.so declares these types as well, under the same guard. */
+#ifndef VESK_BOARD_LIBRARY_TYPES
+#define VESK_BOARD_LIBRARY_TYPES
 /* An opened board of the board library. */
 typedef struct PLdevice PLdevice;
 /* The firmware design loaded on a board (see dsnrt.h). */
@@ -32,6 +35,7 @@ struct Fg_Struct_s {
   PLdevice* device;
   fpga_design* design;
 };
+#endif
 
 /* ---- Library start and stop, called by the loader once per load ---- */
 int VeskHalInit(void);

@@ -17,7 +17,9 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "loader/vesk_hal.h"
+/* The board library's handles, as its header declares them; this header stands alone. */
+typedef struct PLdevice PLdevice;
+typedef struct fpga_design fpga_design;
 
 #ifdef __cplusplus
 extern "C" {

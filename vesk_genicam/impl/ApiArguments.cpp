@@ -1,5 +1,7 @@
 #include "vesk_genicam/impl/ApiArguments.h"
 
+#include "loader/vesk_hal.h"
+
 #include <sstream>
 
 namespace vesk::genicam {

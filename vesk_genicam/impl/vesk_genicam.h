@@ -10,8 +10,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "loader/vesk_hal.h"
-#include "vesk_genicam/impl/vesk_genicam_codes.h"
+#include "vesk_genicam_codes.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -22,6 +21,40 @@ extern "C" {
 #else
 #define VESK_GENICAM_API
 #endif
+
+/* ---- The board library's part ----
+ * An application opens a board with the board library and loads its design with the design
+ * library, then hands both to Mlo_initBoardEx. This library exports the functions below and
+ * forwards them to the board runtime in lib64/ of its installation, so an application links this
+ * library alone. Board runtimes declare the same in their own headers. */
+#ifndef VESK_BOARD_LIBRARY_TYPES
+#define VESK_BOARD_LIBRARY_TYPES
+/* An opened board of the board library. */
+typedef struct PLdevice PLdevice;
+/* The firmware design loaded on a board. */
+typedef struct fpga_design fpga_design;
+/* What an application hands to Mlo_initBoardEx: an opened board and its loaded design. The
+ * application owns it and keeps both members alive while the board is in use. */
+typedef struct Fg_Struct_s Fg_Struct_s;
+struct Fg_Struct_s {
+  PLdevice* device;
+  fpga_design* design;
+};
+#endif
+
+/* Number of boards (0 or more), or a negative status: -2130 when no board runtime was found. */
+int VHalGetNrOfBoards(void);
+/* Opens the board with the given index; NULL on failure. */
+PLdevice* VHalInitDevice(int boardIndex);
+int VHalFreeDevice(PLdevice* device);
+/* An integer fact of the board by key: "board/type", "board/serial"; negative for an unknown
+ * key. */
+int VHalGetBoardInfoInt(PLdevice* device, const char* key);
+/* The design loaded on an opened board; NULL on failure. Free it before the board. */
+fpga_design* DsnLoadBoardDesign(PLdevice* device);
+int DsnFreeDesign(fpga_design* design);
+/* The design's name ("Acquisition_CXP4", say); NULL on failure. */
+const char* DsnGetDesignName(fpga_design* design);
 
 /* A board opened by Mlo_initBoardEx. */
 typedef struct MloBoardHandle MloBoardHandle;

@@ -10,6 +10,7 @@
 
 #include "loader/VeskDsnRtLoader.h"
 #include "loader/VeskHalLoader.h"
+#include "loader/vesk_hal.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TempDir.h"
 #include "vesk_genicam/impl/LibraryLogger.h"
