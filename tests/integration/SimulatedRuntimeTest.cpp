@@ -63,12 +63,12 @@ TEST_F(SimulatedRuntime, TheLibraryReachesTheDefaultRigThroughItsStubs) {
   EXPECT_EQ(STUB(installation_, VHalFreeDevice)(device), 0);
 }
 
-// Board 3 of the default rig is a Camera Link HS board. Its transport is not part of the library
+// Board 5 of the default rig is a GigE Vision board. Its transport is not part of the library
 // yet, so the board is refused as one without a GenICam interface and no handle is left to free.
 TEST_F(SimulatedRuntime, ABoardWithoutItsTransportYetIsRefusedWithoutAHandle) {
-  PLdevice* device = STUB(installation_, VHalInitDevice)(3);
+  PLdevice* device = STUB(installation_, VHalInitDevice)(5);
   ASSERT_NE(device, nullptr);
-  ASSERT_EQ(STUB(installation_, VHalGetBoardInfoInt)(device, "board/type"), 2657);
+  ASSERT_EQ(STUB(installation_, VHalGetBoardInfoInt)(device, "board/type"), 2898);
   Fg_Struct_s board{device, STUB(installation_, DsnLoadBoardDesign)(device)};
   ASSERT_NE(board.design, nullptr);
 
