@@ -120,7 +120,6 @@ class CClPort : public IPortInterface {
   int Finish(CClBufferRet& reply, unsigned int* data, unsigned int length, bool write) const;
   int Transfer(unsigned int address, unsigned char* buffer, unsigned int length, bool write);
   int ReadBootstrap64(unsigned int address, uint64_t& value);
-  int ReadText(unsigned int address, std::string& text);
   struct Manifest;
   int ReadManifest(Manifest& manifest, bool logged);
   std::string Prefix() const;

@@ -8,6 +8,7 @@
 #include "vesk_genicam/impl/ClBufferRW.h"
 #include "vesk_genicam/impl/ClBufferRet.h"
 #include "vesk_genicam/impl/ClPort.h"
+#include "vesk_genicam/impl/Utility.h"
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 using vesk::templates::platform::RecursiveMutexGuard;
@@ -16,10 +17,6 @@ namespace {
 
 constexpr unsigned int kChunk = 480;
 constexpr unsigned int kGenApiWriteTimeoutMs = 2000;
-
-uint32_t Be32(const unsigned char* at) {
-  return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
-}
 
 }  // namespace
 
@@ -83,7 +80,9 @@ int CClPort::Finish(CClBufferRet& reply, unsigned int* data, unsigned int length
     return 0;
   }
   // The acknowledgement must report the length asked for, not the padded one that was sent.
-  return got >= 4 && Be32(payload) == length ? 0 : MLO_ERR_NO_DATA;
+  return got >= 4 && static_cast<uint32_t>(CUtility::BigEndian(payload, 4)) == length
+             ? 0
+             : MLO_ERR_NO_DATA;
 }
 
 int CClPort::Transfer(unsigned int address, unsigned char* buffer, unsigned int length,

@@ -5,6 +5,7 @@
 
 #include "templates/container/ManagedDataArray.h"
 #include "vesk_genicam/impl/ClPort.h"
+#include "vesk_genicam/impl/GencpIdentity.h"
 #include "vesk_genicam/impl/Utility.h"
 #include "vesk_genicam/impl/ZipReader.h"
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
@@ -13,9 +14,7 @@ using vesk::templates::container::ManagedDataArray;
 
 namespace {
 
-constexpr unsigned int kTextSize = 64;
 constexpr unsigned int kManifestAddress = 0x1D0;
-constexpr unsigned int kUserId = 0x184;
 constexpr unsigned int kEntrySize = 64;
 constexpr unsigned int kManifestTimeoutMs = 200;
 constexpr uint32_t kFileTypeMask = 0xFC00;
@@ -23,12 +22,6 @@ constexpr uint32_t kZipFileType = 0x0400;
 // Beyond any camera's manifest and description; larger claims are not believed.
 constexpr uint64_t kMaxEntries = 1024;
 constexpr uint32_t kMaxXmlSize = 64u << 20;
-
-uint32_t Be32(const unsigned char* at) {
-  return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
-}
-
-uint64_t Be64(const unsigned char* at) { return uint64_t{Be32(at)} << 32 | Be32(at + 4); }
 
 }  // namespace
 
@@ -42,49 +35,16 @@ struct CClPort::Manifest {
   bool Zipped() const { return (schema & kFileTypeMask) == kZipFileType; }
 };
 
-int CClPort::ReadText(unsigned int address, std::string& text) {
-  char buffer[kTextSize + 1] = {};
-  const int status =
-      ReadPacket(address, reinterpret_cast<unsigned char*>(buffer), kTextSize, kManifestTimeoutMs);
-  if (status == 0) text = buffer;
-  return status;
-}
-
 int CClPort::SaveCameraInfo() {
-  struct Field {
-    unsigned int address;
-    void (CCameraInfo::*set)(std::string);
-    const char* log;
-  };
-  static const Field kFields[] = {
-      {0x84, &CCameraInfo::SetFamilyName, "Device name: "},
-      {0x04, &CCameraInfo::SetVendorName, "Device name: "},
-      {0x44, &CCameraInfo::SetModelName, "Model name: "},
-      {0x104, &CCameraInfo::SetManufactureInfo, "ManufacturerInfo name: "},
-      {0xC4, &CCameraInfo::SetVersion, "Version: "},
-      {0x144, &CCameraInfo::SetSerialNr, "SerialNumber : "},
-      {kUserId, &CCameraInfo::SetUserId, "UserId : "},
-  };
   std::lock_guard<std::mutex> lock(cameraInfoMutex_);
   cameraInfo_.Reset();
-  for (const Field& field : kFields) {
-    std::string text;
-    const int status = ReadText(field.address, text);
-    logger_.Line(
-        3, [&] { return Prefix() + field.log + text + " Error code: " + std::to_string(status); });
-    if (status == 0) (cameraInfo_.*field.set)(std::move(text));
-  }
+  GencpIdentity::Read(*this, cameraInfo_, true, logger_, Prefix());
   return 0;
 }
 
 int CClPort::UpdateCameraInfo() {
   std::lock_guard<std::mutex> lock(cameraInfoMutex_);
-  std::string text;
-  const int status = ReadText(kUserId, text);
-  logger_.Line(
-      3, [&] { return Prefix() + "UserId : " + text + " Error code: " + std::to_string(status); });
-  if (status == 0) cameraInfo_.SetUserId(std::move(text));
-  return status;
+  return GencpIdentity::ReadUserId(*this, cameraInfo_, logger_, Prefix());
 }
 
 int CClPort::ReadManifest(Manifest& manifest, bool logged) {
@@ -102,9 +62,9 @@ int CClPort::ReadManifest(Manifest& manifest, bool logged) {
                       static_cast<unsigned int>(entries.size()), kManifestTimeoutMs);
   if (status != 0) return status;
   std::memcpy(manifest.version, entries.data(), 4);
-  manifest.schema = Be32(entries.data() + 4);
-  manifest.address = static_cast<uint32_t>(Be64(entries.data() + 8));
-  manifest.size = static_cast<uint32_t>(Be64(entries.data() + 16));
+  manifest.schema = static_cast<uint32_t>(CUtility::BigEndian(entries.data() + 4, 4));
+  manifest.address = static_cast<uint32_t>(CUtility::BigEndian(entries.data() + 8, 8));
+  manifest.size = static_cast<uint32_t>(CUtility::BigEndian(entries.data() + 16, 8));
   return 0;
 }
 

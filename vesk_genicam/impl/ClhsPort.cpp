@@ -5,15 +5,14 @@
 #include <arpa/inet.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 
 #include "templates/container/ManagedDataArray.h"
 #include "templates/patterns/GenericLockGuard.h"
 #include "templates/platform/RecursiveMutexGuard.h"
 #include "vesk_genicam/impl/BoardLocks.h"
+#include "vesk_genicam/impl/GencpIdentity.h"
 #include "vesk_genicam/impl/PollTimer.h"
 #include "vesk_genicam/impl/Utility.h"
 #include "vesk_genicam/impl/ZipReader.h"
@@ -30,7 +29,6 @@ namespace {
 
 constexpr unsigned int kRegisterTimeoutMs = 200;
 constexpr unsigned int kGtxWaitMs = 9;
-constexpr unsigned int kStringSize = 64;
 constexpr unsigned int kManifestAddress = 0x1D0;
 constexpr unsigned int kEntrySize = 64;
 // Larger than any camera description; a manifest that claims more is not believed.
@@ -38,19 +36,6 @@ constexpr uint32_t kMaxXmlSize = 64u << 20;
 constexpr uint32_t kCounterBits = 0xFF0000;
 
 enum LedState : unsigned int { LedReset = 5 };
-
-void SleepMs(unsigned int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
-
-uint64_t BigEndian64(const unsigned char* bytes) {
-  uint64_t value = 0;
-  for (int i = 0; i < 8; ++i) value = value << 8 | bytes[i];
-  return value;
-}
-
-uint32_t BigEndian32(const unsigned char* bytes) {
-  return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
-         static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
-}
 
 std::string Hex(uint64_t value) {
   char text[24];
@@ -200,7 +185,7 @@ bool CClhsPort::SetStatusReg(unsigned int value, unsigned int mask, unsigned int
 
 int CClhsPort::ResetCLHSCommandPort() {
   ResetCtrlCore(5);
-  SleepMs(2);
+  CUtility::SleepMs(2);
   ResetCtrlCore(0);
   return 0;
 }
@@ -215,7 +200,7 @@ void CClhsPort::DoCoreReset() {
   SetLEDState(LedReset);
   logger_.Line(3, [&] { return "Resetting XCore on channels: " + std::to_string(portId_); });
   WriteRegister(registers_.txRevision, 0);
-  SleepMs(2);
+  CUtility::SleepMs(2);
   ResetCtrlCore(63);
   // A failed wait shows later as a missing link; the reset goes on.
   if (!SetStatusReg(start, mask, expected))
@@ -223,7 +208,7 @@ void CClhsPort::DoCoreReset() {
   if (!SetStatusReg(end, mask, mask))
     logger_.Line(4, [] { return "Failed to wait for GTX reset to finish"; });
   ResetCtrlCore(50);
-  SleepMs(10);
+  CUtility::SleepMs(10);
   WriteRegister(registers_.txRevision, (masterMask_ >> portId_ & 1) ? 0xB0014 : 0x30014);
   logger_.Line(3, [] { return "End DoCoreReset"; });
 }
@@ -246,7 +231,7 @@ bool CClhsPort::PhyConnect() {
   }
   logger_.Line(3, [&] { return "Release XCore reset on port " + std::to_string(logicPort_); });
   ResetCtrlCore(0);
-  SleepMs(2);
+  CUtility::SleepMs(2);
   lastPacketCounter_ = ReadPacketCounter();
   return true;
 }
@@ -268,36 +253,11 @@ bool CClhsPort::CheckForReceiveLinkSignal() {
   return true;
 }
 
-int CClhsPort::ReadString(unsigned int address, std::string& text) {
-  unsigned char buffer[kStringSize + 1] = {};
-  const int status = ReadPacket(address, buffer, kStringSize, kRegisterTimeoutMs);
-  if (status == 0) text = reinterpret_cast<const char*>(buffer);
-  return status;
-}
-
 int CClhsPort::SaveCameraInfo() {
   std::lock_guard<std::mutex> lock(cameraInfoMutex_);
   cameraInfo_.Reset();
-  struct Field {
-    unsigned int address;
-    void (CCameraInfo::*set)(std::string);
-    const char* log;
-  };
   // No user id on this interface.
-  static const Field kFields[] = {
-      {0x84, &CCameraInfo::SetFamilyName, "Device name: "},
-      {0x04, &CCameraInfo::SetVendorName, "Device name: "},
-      {0x44, &CCameraInfo::SetModelName, "Model name: "},
-      {0x104, &CCameraInfo::SetManufactureInfo, "ManufacturerInfo name: "},
-      {0xC4, &CCameraInfo::SetVersion, "Version: "},
-      {0x144, &CCameraInfo::SetSerialNr, "SerialNumber : "},
-  };
-  for (const Field& field : kFields) {
-    std::string text;
-    const int status = ReadString(field.address, text);
-    logger_.Line(3, [&] { return field.log + text + " Error code: " + std::to_string(status); });
-    if (status == 0) (cameraInfo_.*field.set)(std::move(text));
-  }
+  GencpIdentity::Read(*this, cameraInfo_, false, logger_, "");
   return 0;
 }
 
@@ -309,10 +269,10 @@ int CClhsPort::ReadManifest(uint64_t& table, uint64_t& count) {
   unsigned char bytes[8];
   status = ReadPacket(kManifestAddress, bytes, 8, kRegisterTimeoutMs);
   if (status != 0) return status;
-  table = BigEndian64(bytes);
+  table = CUtility::BigEndian(bytes, 8);
   status = ReadPacket(static_cast<unsigned int>(table), bytes, 8, kRegisterTimeoutMs);
   if (status != 0) return status;
-  count = BigEndian64(bytes);
+  count = CUtility::BigEndian(bytes, 8);
   return count == 0 ? MLO_ERR_DEVICE_INVALID_ADDRESS : 0;
 }
 
@@ -321,10 +281,10 @@ int CClhsPort::ReadEntry(uint64_t address, ManifestEntry& entry) {
   const int status =
       ReadPacket(static_cast<unsigned int>(address), bytes, kEntrySize, kRegisterTimeoutMs);
   if (status != 0) return status;
-  entry.version = BigEndian32(bytes);
-  entry.schema = BigEndian32(bytes + 4);
-  entry.address = BigEndian64(bytes + 8);
-  entry.size = BigEndian64(bytes + 16);
+  entry.version = static_cast<uint32_t>(CUtility::BigEndian(bytes, 4));
+  entry.schema = static_cast<uint32_t>(CUtility::BigEndian(bytes + 4, 4));
+  entry.address = CUtility::BigEndian(bytes + 8, 8);
+  entry.size = CUtility::BigEndian(bytes + 16, 8);
   return 0;
 }
 

@@ -141,7 +141,6 @@ class CClhsPort : public IPortInterface {
   uint64_t CommandWord(unsigned int operation) const;
 
   // Identity.
-  int ReadString(unsigned int address, std::string& text);
   int ReadManifest(uint64_t& table, uint64_t& count);
   int ReadEntry(uint64_t address, ManifestEntry& entry);
 

@@ -352,6 +352,12 @@ bool CUtility::IsBitSet(unsigned int value, unsigned int position) {
   return (value & GetBitAt(position)) != 0;
 }
 
+uint64_t CUtility::BigEndian(const unsigned char* bytes, unsigned int count) {
+  uint64_t value = 0;
+  for (unsigned int i = 0; i < count; ++i) value = value << 8 | bytes[i];
+  return value;
+}
+
 std::string CUtility::HexText(uint64_t value) {
   char text[24];
   std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));

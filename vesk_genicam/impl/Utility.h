@@ -66,6 +66,8 @@ class CUtility {
   static unsigned long GetMuplex(std::vector<std::pair<unsigned char, unsigned char>> pairs);
 
   static unsigned long htonll(unsigned long value);
+  // The number that count bytes (8 at most) give, most significant first.
+  static uint64_t BigEndian(const unsigned char* bytes, unsigned int count);
   // Whether the path is a regular file that opens for reading: a folder opens too, but has no
   // contents to read.
   static bool FileExists(const char* path);
