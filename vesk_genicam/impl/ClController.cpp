@@ -134,17 +134,9 @@ int CClController::ForceResetControlCore(unsigned int, unsigned int) {
   return MLO_ERR_NOT_IMPLEMENTED;
 }
 
-int CClController::PropertyChekParam(void* value, unsigned int type, void* index) const {
-  if (!value) return MLO_ERR_INVALID_POINTER;
-  if (type != kTypeInteger) return MLO_ERR_INVALID_TYPE;
-  if (!index) return MLO_ERR_INVALID_ARGUMENT;
-  if (*static_cast<uint32_t*>(index) >= ports_.size()) return MLO_ERR_OUT_OF_RANGE;
-  return 0;
-}
-
 int CClController::GetProperty(char* name, void* value, unsigned int type, void* index) {
   if (std::strcmp(name, "MagicValue") != 0) return MLO_ERR_NOT_IMPLEMENTED;
-  const int status = PropertyChekParam(value, type, index);
+  const int status = PropertyChekParam(value, type, index, kTypeInteger);
   if (status != 0) return status;
   const uint32_t port = *static_cast<uint32_t*>(index);
   if (port >= GetNrOfPorts()) return 0;

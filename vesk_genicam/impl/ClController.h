@@ -69,7 +69,6 @@ class CClController : public IControllerInterface {
   int PerformSpeedDetect(unsigned int speed, unsigned int portMask);
   int ScanTopology();
   int SaveCameraInfo();
-  int PropertyChekParam(void* value, unsigned int type, void* index) const;
 
   static vesk::tools::logging::ClassLogger logger_;
 

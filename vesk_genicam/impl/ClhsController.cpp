@@ -170,21 +170,13 @@ int ClhsController::ResetMultiplexer() {
   return 0;
 }
 
-int ClhsController::PropertyChekParam(void* value, unsigned int type, void* index) const {
-  if (!value) return MLO_ERR_INVALID_POINTER;
-  if (type != kTypeUnsigned) return MLO_ERR_INVALID_TYPE;
-  if (!index) return MLO_ERR_INVALID_ARGUMENT;
-  if (*static_cast<unsigned int*>(index) >= nrPorts_) return MLO_ERR_OUT_OF_RANGE;
-  return 0;
-}
-
 int ClhsController::GetProperty(char* name, void* value, unsigned int type, void* index) {
   RecursiveMutexGuard scope(&controllerScope_);
   const std::string property = name ? name : "";
   if (property != "CLHSLinkState" && property != "CLHSLinkDetectionEnable" &&
       property != "MagicValue")
     return MLO_ERR_NOT_IMPLEMENTED;
-  const int check = PropertyChekParam(value, type, index);
+  const int check = PropertyChekParam(value, type, index, kTypeUnsigned);
   if (check != 0) return check;
   const unsigned int port = *static_cast<unsigned int*>(index);
   unsigned int& out = *static_cast<unsigned int*>(value);
@@ -202,7 +194,7 @@ int ClhsController::GetProperty(char* name, void* value, unsigned int type, void
 int ClhsController::SetProperty(char* name, void* value, unsigned int type, void* index) {
   RecursiveMutexGuard scope(&controllerScope_);
   if (!name || std::string(name) != "CLHSLinkDetectionEnable") return MLO_ERR_NOT_IMPLEMENTED;
-  return PropertyChekParam(value, type, index);
+  return PropertyChekParam(value, type, index, kTypeUnsigned);
 }
 
 int ClhsController::Discovery(unsigned int portMask, unsigned int speed, unsigned int, unsigned int,

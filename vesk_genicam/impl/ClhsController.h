@@ -56,7 +56,6 @@ class ClhsController : public IControllerInterface {
  private:
   void DetectNrPorts();
   void BuildTables();
-  int PropertyChekParam(void* value, unsigned int type, void* index) const;
 
   // Discovery.
   int PerformCoreReset(unsigned int portMask);

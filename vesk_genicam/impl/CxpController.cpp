@@ -355,15 +355,6 @@ void CxpController::PerformPortTripReset() {
 
 // ---- Properties ----
 
-int CxpController::PropertyChekParam(void* value, unsigned int type, void* index,
-                                     unsigned int expectedType) const {
-  if (!value) return MLO_ERR_INVALID_POINTER;
-  if (type != expectedType) return MLO_ERR_INVALID_TYPE;
-  if (!index) return MLO_ERR_INVALID_ARGUMENT;
-  if (*static_cast<unsigned int*>(index) >= nrPorts_) return MLO_ERR_OUT_OF_RANGE;
-  return 0;
-}
-
 int CxpController::GetPropertyByType(void* value, unsigned int type, void* index,
                                      const std::string& prefix, unsigned int expectedType,
                                      uint64_t& out) {

@@ -91,8 +91,6 @@ class CxpController : public IControllerInterface {
   int PowerPorts(unsigned int portMask, bool on);
   void PerformPortTripReset();
   void SaveXmlAndSetLedToConnected();
-  int PropertyChekParam(void* value, unsigned int type, void* index,
-                        unsigned int expectedType) const;
   int GetPropertyByType(void* value, unsigned int type, void* index, const std::string& prefix,
                         unsigned int expectedType, uint64_t& out);
   int GetPowerProperty(const std::string& name, void* value, unsigned int type, void* index);

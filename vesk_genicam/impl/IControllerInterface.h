@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "vesk_genicam/impl/IPortInterface.h"
+#include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 class CDriver;
 
@@ -41,6 +42,17 @@ class IControllerInterface {
   virtual IPortInterface* GetPort(unsigned int index) = 0;
   virtual int ForceTransceiverBitrate(unsigned int port, unsigned int bitrate) = 0;
   virtual int ForceResetControlCore(unsigned int port, unsigned int value) = 0;
+
+ protected:
+  // The arguments of a property that names a port by its index: 0, or the code of the first
+  // that is wrong.
+  int PropertyChekParam(void* value, unsigned int type, void* index, unsigned int expectedType) {
+    if (!value) return MLO_ERR_INVALID_POINTER;
+    if (type != expectedType) return MLO_ERR_INVALID_TYPE;
+    if (!index) return MLO_ERR_INVALID_ARGUMENT;
+    if (*static_cast<unsigned int*>(index) >= GetNrOfPorts()) return MLO_ERR_OUT_OF_RANGE;
+    return 0;
+  }
 };
 
 #endif
