@@ -2,6 +2,7 @@
 
 #include "vesk_genicam/impl/ClhsController.h"
 #include "vesk_genicam/impl/CxpController.h"
+#include "vesk_genicam/impl/GbeController.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -51,6 +52,8 @@ std::unique_ptr<IControllerInterface> CDriver::CreateController(EBoardTransport 
     return std::make_unique<CxpController>(board->device, board->design);
   if (transport == BoardTransportClhs)
     return std::make_unique<ClhsController>(board->device, board->design, flag);
+  if (transport == BoardTransportGbe)
+    return std::make_unique<CGbeController>(board->device, board->design);
   return nullptr;
 }
 
