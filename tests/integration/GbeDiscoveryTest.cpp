@@ -320,10 +320,11 @@ TEST_P(GbeBoards, ACameraThatGoesTimesOutAndItsLinkGoesDown) {
 }
 
 // A second application, one of another UDP port, is refused control while the first holds it,
-// and so are its writes.
+// and so are its writes. Freeing the first board ends all its threads.
 TEST(GbeControl, ASecondApplicationIsRefusedControl) {
   const int camera = VSIM(VSimFindCamera)("alone");
   uint32_t ccp = 0;
+  const unsigned int threads = vesk::test::ThreadCount();
   {
     ApiBoard first("", 2);
     ASSERT_TRUE(first.Ok());
@@ -337,6 +338,7 @@ TEST(GbeControl, ASecondApplicationIsRefusedControl) {
     ASSERT_EQ(ccp, 2u);
     ASSERT_EQ(VSIM(VSimUnplug)(2, 0), 0);
   }
+  EXPECT_EQ(vesk::test::ThreadCount(), threads) << "the freed board left no thread";
   // The camera keeps the first application in control for its heartbeat time-out.
   ASSERT_EQ(setenv("VESK_GIGE_SERVICE_UDP_SOURCE_PORT", "10001", 1), 0);
   ApiBoard second("", 2);

@@ -216,9 +216,24 @@ void CGbePortBase::GetIpDest(unsigned int& ip, unsigned int& mask, unsigned int&
 
 int CGbePortBase::SendPacket(unsigned char*, unsigned int) { return MLO_ERR_NOT_IMPLEMENTED; }
 
+void CGbePortBase::OpenPcap(char* path) {
+  std::lock_guard<std::mutex> lock(pcapMutex_);
+  pcap_.Open(path);
+  pcapOpen_ = true;
+}
+
+// The trace records a received frame with its check sequence, which the firmware has taken off:
+// zeros stand in for it.
 void CGbePortBase::WritePcap(unsigned char* frame, unsigned int size, bool outgoing) {
   std::lock_guard<std::mutex> lock(pcapMutex_);
-  pcap_.WritePcapPacket(frame, size, outgoing);
+  if (!pcapOpen_) return;
+  if (outgoing) {
+    pcap_.WritePcapPacket(frame, size, true);
+    return;
+  }
+  std::vector<unsigned char> received(frame, frame + size);
+  received.resize(std::max<size_t>(size + 4, 64), 0);
+  pcap_.WritePcapPacket(received.data(), static_cast<unsigned int>(received.size()), false);
 }
 
 void CGbePortBase::InputFrame(const unsigned char* frame, unsigned int size) {

@@ -121,7 +121,8 @@ class CGbePortBase : public IGbePort {
   int GetXmlInfo();
   void PushNet();
   void PopNet();
-  void OpenPcap(char* path) { pcap_.Open(path); }
+  // Starts a capture of the port's frames, link type Ethernet, at `path`.
+  void OpenPcap(char* path);
 
  protected:
   // Adds the netif; the variant calls it once the PHY reports a link.
@@ -220,6 +221,7 @@ class CGbePortBase : public IGbePort {
   std::atomic<bool> stopping_{false};
   CPcapTrace pcap_;
   std::mutex pcapMutex_;
+  bool pcapOpen_ = false;
   std::string xmlName_;
   std::string xml_;
   std::atomic<unsigned int> xmlSize_{0};
