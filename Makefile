@@ -37,6 +37,7 @@ bench: build
 	$(BUILD)/bin/sim_cl_bench
 	$(BUILD)/bin/sim_clhs_bench
 	$(BUILD)/bin/clhs_port_bench
+	$(BUILD)/bin/gbe_port_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i
