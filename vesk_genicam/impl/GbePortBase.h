@@ -179,6 +179,7 @@ class CGbePortBase : public IGbePort {
   bool AwaitBound(bool dhcp);
   int Discover();
   void TakeIdentity(const unsigned char* reply);
+  void FindUnreportedMac();
   int TakeControl();
   int ParseXmlUrl(std::string& file, unsigned int& address, unsigned int& size);
   void ReadyThreadLoop();

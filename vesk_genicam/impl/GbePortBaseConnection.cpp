@@ -1,9 +1,11 @@
 // The camera's connection on CGbePortBase: addressing by AutoIP or DHCP, discovery, takeover
 // with the heartbeat, the channels, and the resend and action commands.
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <thread>
 
+#include "lwip/etharp.h"
 #include "lwip/prot/autoip.h"
 #include "lwip/prot/dhcp.h"
 #include "templates/platform/RecursiveMutexGuard.h"
@@ -146,12 +148,26 @@ void CGbePortBase::TakeIdentity(const unsigned char* answer) {
   ipOptions_ = BigEndian32(&reply[0x10]);
   ipCurrent_ = BigEndian32(&reply[0x14]);
   gvcpVersion_ = BigEndian32(&reply[0x00]);
+  FindUnreportedMac();
   cameraInfo_.SetVendorName(Field(reply.data(), 0x48, 32));
   cameraInfo_.SetModelName(Field(reply.data(), 0x68, 32));
   cameraInfo_.SetVersion(Field(reply.data(), 0x88, 32));
   cameraInfo_.SetManufactureInfo(Field(reply.data(), 0xA8, 48));
   cameraInfo_.SetSerialNr(Field(reply.data(), 0xD8, 16));
   cameraInfo_.SetUserId(Field(reply.data(), 0xE8, 16));
+}
+
+// A device that reports no MAC (Aravis's fake camera does so) is found in lwIP's ARP cache: it
+// asked for this port's address before its answer came.
+void CGbePortBase::FindUnreportedMac() {
+  if (std::any_of(cameraMac_, cameraMac_ + 6, [](unsigned char byte) { return byte != 0; })) return;
+  std::lock_guard<std::mutex> core(g_clsMutexRcv);
+  ip4_addr_t camera;
+  ip4_addr_set_u32(&camera, lwip_htonl(cameraIp_));
+  eth_addr* mac = nullptr;
+  const ip4_addr_t* found = nullptr;
+  if (etharp_find_addr(&netif_, &camera, &mac, &found) >= 0 && mac)
+    std::memcpy(cameraMac_, mac->addr, sizeof cameraMac_);
 }
 
 // Control access, and a heartbeat time-out that the reads of the ready thread keep well within.
