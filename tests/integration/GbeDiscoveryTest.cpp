@@ -303,19 +303,25 @@ TEST_P(GbeBoards, PropertiesWriteToThePortAndCamera) {
             -1009);
 }
 
-// Last: the camera goes and comes back.
+// Last: the camera goes silent, then its cable goes, and both come back.
 TEST_P(GbeBoards, ACameraThatGoesTimesOutAndItsLinkGoesDown) {
   GigeBoard& gige = Board();
   ASSERT_TRUE(gige.board.Ok());
   MloCameraHandle* camera = gige.Camera(1);
   ASSERT_NE(camera, nullptr);
-  ASSERT_EQ(VSIM(VSimUnplug)(GetParam().board, 1), 0);
+  const int id = CameraId(GetParam(), 1);
+  const VSimFaults silent{1, 0, 0, 0, 0, 0, 0};
+  ASSERT_EQ(VSIM(VSimSetCameraFaults)(id, &silent), 0);
   char bytes[4] = {};
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(Mlo_memoryReadFromCameraWithTimeout(camera, bytes, kVendor, 4, 300), -1997);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(290));
+  const VSimFaults none{0, 0, 0, 0, 0, 0, -1};
+  ASSERT_EQ(VSIM(VSimSetCameraFaults)(id, &none), 0);
+  ASSERT_EQ(VSIM(VSimUnplug)(GetParam().board, 1), 0);
   EXPECT_TRUE(AwaitEvent(gige.events, {MLO_EVENT_PORTS_LOST, 2}));
-  Plug(gige.board, gige.events, CameraId(GetParam(), 1), 1, GetParam().dhcp);
+  EXPECT_NE(Mlo_memoryReadFromCameraWithTimeout(camera, bytes, kVendor, 4, 300), 0);
+  Plug(gige.board, gige.events, id, 1, GetParam().dhcp);
   ASSERT_EQ(Mlo_memoryReadFromCamera(camera, bytes, kVendor, 4), 0);
   EXPECT_EQ(std::string(bytes, 4), "Acme");
 }
