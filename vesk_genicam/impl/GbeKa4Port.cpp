@@ -66,8 +66,6 @@ uint64_t CGbeKa4Port::ReadRegister(int id) {
 
 void CGbeKa4Port::WriteRegister(int id, uint64_t value) { VHalRegisterWrite(board_, id, value); }
 
-void CGbeKa4Port::CheckStatusPhy() { FollowLink(phy_.IsConnected(port_)); }
-
 void CGbeKa4Port::Connect() {
   if (!linkState_) return;
   ConnectNetif(this);

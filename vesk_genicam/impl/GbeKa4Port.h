@@ -16,7 +16,6 @@ class CGbeKa4Port : public CGbePortBase {
   CGbeKa4Port(unsigned int port, PLdevice* device, fpga_design* design);
   ~CGbeKa4Port() override;
 
-  void CheckStatusPhy() override;
   void Connect() override;
   // The stream goes to UDP port value + 20000, which the firmware learns too.
   int SetStreamChannel(unsigned int channel, unsigned int value) override;

@@ -105,8 +105,6 @@ int CGbeKorvid4GPort::NotifyCallback(int, unsigned long what, unsigned long deta
   return 0;
 }
 
-void CGbeKorvid4GPort::CheckStatusPhy() { FollowLink(phy_.IsConnected(port_)); }
-
 void CGbeKorvid4GPort::Connect() {
   if (!linkState_) return;
   ConnectNetif(this);

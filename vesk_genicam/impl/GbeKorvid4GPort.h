@@ -17,7 +17,6 @@ class CGbeKorvid4GPort : public CGbePortBase {
   CGbeKorvid4GPort(unsigned int port, PLdevice* device, fpga_design* design);
   ~CGbeKorvid4GPort() override;
 
-  void CheckStatusPhy() override;
   void Connect() override;
   // The stream goes to UDP port value + 8191.
   int SetStreamChannel(unsigned int channel, unsigned int value) override;

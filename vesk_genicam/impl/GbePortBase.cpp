@@ -75,8 +75,11 @@ void CGbePortBase::StartReceiving() {
   });
 }
 
-void CGbePortBase::FollowLink(bool up) {
+// A change connects or disconnects the port and is reported through the callback. The board
+// library's notify thread may come here beside the controller's.
+void CGbePortBase::CheckStatusPhy() {
   std::lock_guard<std::mutex> lock(statusMutex_);
+  const bool up = HasLink();
   if (up == linkState_) return;
   linkState_ = up;
   if (up) {

@@ -107,7 +107,9 @@ class CGbePortBase : public IGbePort {
   void SetTimeOut(unsigned int timeoutMs) override { timeoutMs_ = timeoutMs; }
   void SetCallBackFnct(IControllerInterface::Callback callback, void* user) override;
   int Reset() override;
-  void CheckStatusPhy() override {}
+  // The PHY is read under the same lock that serialises the passes, so that a pass never acts on
+  // a reading that another pass has overtaken.
+  void CheckStatusPhy() override;
   void Shutdown() override;
 
   // One GVCP exchange: one packet out, and with `wait` one wait for the newest answer that comes
@@ -128,7 +130,7 @@ class CGbePortBase : public IGbePort {
   // Adds the netif; the variant calls it once the PHY reports a link.
   void ConnectNetif(void* state);
   // Whether the PHY reports a link now; a discovery goes on only while it does.
-  virtual bool HasLink() { return true; }
+  virtual bool HasLink() { return false; }
   void NotifyLink(bool up);
   // Hands a received frame to lwIP; the variant's receive thread calls it.
   void InputFrame(const unsigned char* frame, unsigned int size);
@@ -139,10 +141,6 @@ class CGbePortBase : public IGbePort {
   void StartReceiving();
   // One pass of the receive thread: a frame from the board into lwIP. False ends the thread.
   virtual bool RecvPacket() { return false; }
-  // The link as the PHY reports it now: a change connects or disconnects the port and is
-  // reported through the callback. Serialised, since the board library's notify thread may call
-  // it beside the controller's.
-  void FollowLink(bool up);
   bool ReceiveAlive() const { return receiveAlive_; }
   bool PacketMode() const { return packetMode_; }
   bool NetifAdded() const { return netifAdded_; }
