@@ -42,6 +42,7 @@ bench: build
 	$(BUILD)/bin/sim_clhs_bench
 	$(BUILD)/bin/clhs_port_bench
 	$(BUILD)/bin/cl_port_bench
+	$(BUILD)/bin/gbe_port_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -3,6 +3,7 @@
 #include "vesk_genicam/impl/ClController.h"
 #include "vesk_genicam/impl/ClhsController.h"
 #include "vesk_genicam/impl/CxpController.h"
+#include "vesk_genicam/impl/GbeController.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -54,6 +55,8 @@ std::unique_ptr<IControllerInterface> CDriver::CreateController(EBoardTransport 
     return std::make_unique<ClhsController>(board->device, board->design, flag);
   if (transport == BoardTransportCl)
     return std::make_unique<CClController>(board->device, board->design);
+  if (transport == BoardTransportGbe)
+    return std::make_unique<CGbeController>(board->device, board->design);
   return nullptr;
 }
 

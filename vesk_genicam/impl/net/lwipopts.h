@@ -37,6 +37,9 @@
 #define LWIP_HAVE_LOOPIF 0
 #define LWIP_SINGLE_NETIF 0
 
+/* Each port binds its command pcb to the same source port on a netif of its own. */
+#define SO_REUSE 1
+
 #define LWIP_STATS 0
 
 #endif
