@@ -98,6 +98,8 @@ tail -c 200 "$dir/camera.xml" | grep -q '</RegisterDescription>' || fail "genica
 # Every command of the session that asked for an acknowledge got one, and they were of the kinds
 # the steps above send.
 if [ -n "$capturing" ]; then
+  # The capture may have started just after the first discovery went out: one more, surely seen.
+  in_ns arv-tool-0.8 >/dev/null 2>&1 || fail "second discovery"
   sleep 0.5
   kill -INT "$capturing"
   wait "$capturing" 2>/dev/null

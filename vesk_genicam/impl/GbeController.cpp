@@ -150,15 +150,6 @@ int CGbeController::ForceResetControlCore(unsigned int, unsigned int) {
   return MLO_ERR_NOT_IMPLEMENTED;
 }
 
-int CGbeController::PropertyChekParam(void* value, unsigned int size, void* port,
-                                      unsigned int expected) const {
-  if (!value) return MLO_ERR_INVALID_POINTER;
-  if (size != expected) return MLO_ERR_INVALID_TYPE;
-  if (!port) return MLO_ERR_INVALID_ARGUMENT;
-  if (*static_cast<unsigned int*>(port) >= nrPorts_) return MLO_ERR_OUT_OF_RANGE;
-  return 0;
-}
-
 int CGbeController::GetProperty(char* name, void* value, unsigned int type, void* index) {
   RecursiveMutexGuard scope(&controllerScope_);
   if (!Known(kGetNames, name)) return MLO_ERR_NOT_IMPLEMENTED;

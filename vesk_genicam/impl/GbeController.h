@@ -52,7 +52,6 @@ class CGbeController : public IControllerInterface {
  private:
   void DoReset(unsigned int mask);
   std::unique_ptr<IGbePort> MakePort(unsigned int port);
-  int PropertyChekParam(void* value, unsigned int size, void* port, unsigned int expected) const;
   int GetPortProperty(const std::string& name, IGbePort& port, void* value);
   int SetPortProperty(const std::string& name, IGbePort& port, unsigned int value);
   void ReadyThreadLoop();
