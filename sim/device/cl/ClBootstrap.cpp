@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sim/core/ByteOrder.h"
 #include "sim/device/cl/GencpStatus.h"
 
 namespace vesk::sim {
@@ -31,17 +32,6 @@ uint32_t BaudOf(uint32_t bits) {
     if (bits == 1u << bit) return kBauds[bit];
   }
   return 0;
-}
-
-std::vector<uint8_t> BigEndian(uint64_t value, uint32_t size) {
-  std::vector<uint8_t> bytes(size);
-  for (uint32_t at = 0; at < size; ++at)
-    bytes[size - 1 - at] = static_cast<uint8_t>(value >> 8 * at);
-  return bytes;
-}
-
-uint32_t WordOf(const uint8_t* bytes) {
-  return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
 }  // namespace
@@ -175,7 +165,7 @@ uint16_t ClBootstrap::Write(uint64_t address, const uint8_t* bytes, size_t lengt
     if (reg->address != kCurrentBaud) continue;
     // Only the whole register, one bit of a rate the camera has.
     if (address != kCurrentBaud || length < 4) return gencp::kInvalidParameter;
-    const uint32_t bits = WordOf(bytes);
+    const uint32_t bits = Be32(bytes);
     if (!(bits & supported_) || BaudOf(bits) == 0) return gencp::kInvalidParameter;
     baud = BaudOf(bits);
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sim/core/ByteOrder.h"
 #include "sim/device/clhs/ClhsGencp.h"
 
 namespace vesk::sim {
@@ -17,13 +18,6 @@ constexpr uint32_t kEntrySize = 64;
 constexpr uint32_t kZipFileType = 1;
 constexpr uint32_t kFileTypeShift = 10;
 constexpr uint32_t kDeviceIdMask = 0xFF;
-
-std::vector<uint8_t> BigEndian(uint64_t value, uint32_t size) {
-  std::vector<uint8_t> bytes(size);
-  for (uint32_t at = 0; at < size; ++at)
-    bytes[size - 1 - at] = static_cast<uint8_t>(value >> 8 * at);
-  return bytes;
-}
 
 }  // namespace
 

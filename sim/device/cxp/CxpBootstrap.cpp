@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "sim/core/ByteOrder.h"
 #include "sim/device/cxp/CxpStatus.h"
 
 namespace vesk::sim {
@@ -42,15 +43,6 @@ uint32_t ConfigOf(uint32_t speed, uint32_t links) {
     if (entry.speed == speed) return links << 16 | entry.code;
   }
   return links << 16 | 0x38;  // a camera that takes any speed defaults to CXP-3
-}
-
-std::vector<uint8_t> BigEndian(uint32_t value) {
-  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
-          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-}
-
-uint32_t WordOf(const uint8_t* bytes) {
-  return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
 uint32_t DefaultConfig(const RigCamera& described) {
@@ -98,7 +90,7 @@ void CxpBootstrap::AddRegister(uint32_t address, uint32_t size, bool writable,
 }
 
 void CxpBootstrap::AddWord(uint32_t address, bool writable, uint32_t value) {
-  AddRegister(address, 4, writable, BigEndian(value));
+  AddRegister(address, 4, writable, BigEndian(value, 4));
 }
 
 void CxpBootstrap::AddText(uint32_t address, uint32_t size, bool writable,
@@ -189,7 +181,7 @@ bool CxpBootstrap::Runs(unsigned link, uint32_t speed) const {
            std::find(described_.speeds.begin(), described_.speeds.end(), speed) !=
                described_.speeds.end();
   }
-  const uint32_t config = WordOf(values_.at(kConnectionConfig).data());
+  const uint32_t config = Be32(values_.at(kConnectionConfig).data());
   return ConnectionId(link) < (config >> 16) && speed == SpeedOf(config);
 }
 
@@ -211,7 +203,7 @@ uint8_t CxpBootstrap::ReadRegisters(unsigned link, uint32_t address, uint8_t* by
     if (reg.address + reg.size <= at) continue;
     if (reg.address > at) return cxp::kInvalidAddress;  // a gap
     const std::vector<uint8_t> value = reg.address == kDeviceConnectionId
-                                           ? BigEndian(ConnectionId(link))
+                                           ? BigEndian(ConnectionId(link), 4)
                                            : values_.at(reg.address);
     const uint64_t stop = std::min<uint64_t>(end, reg.address + reg.size);
     std::copy(value.begin() + static_cast<ptrdiff_t>(at - reg.address),
@@ -254,7 +246,7 @@ CxpWriteResult CxpBootstrap::WriteRegisters(unsigned link, uint32_t address, con
     if (!reg->writable) return {cxp::kReadOnly};
     const bool whole = reg->address >= address && reg->address + reg->size <= end;
     if (!whole && reg->size == 4) return {cxp::kInvalidData};  // a part of a word means nothing
-    const uint32_t value = reg->size == 4 ? WordOf(bytes + (reg->address - address)) : 0;
+    const uint32_t value = reg->size == 4 ? Be32(bytes + (reg->address - address)) : 0;
     const uint8_t status = CheckSpecial(link, reg->address, value, result);
     if (status != cxp::kFinal) return {status};
   }
@@ -305,15 +297,15 @@ bool CxpBootstrap::CanRun(uint32_t config) const {
 
 void CxpBootstrap::Configure(uint32_t config) {
   std::lock_guard<std::mutex> lock(mutex_);
-  values_[kConnectionConfig] = BigEndian(config);
+  values_[kConnectionConfig] = BigEndian(config, 4);
   configured_ = true;
 }
 
 void CxpBootstrap::ResetConnection() {
-  values_[kConnectionReset] = BigEndian(0);
+  values_[kConnectionReset] = BigEndian(0, 4);
   // The host's ID stays, so that a link which joins after the reset still names its master.
-  values_[kConnectionConfig] = BigEndian(defaultConfig_);
-  if (values_.count(kVersionUsed)) values_[kVersionUsed] = BigEndian(kRevision11);
+  values_[kConnectionConfig] = BigEndian(defaultConfig_, 4);
+  if (values_.count(kVersionUsed)) values_[kVersionUsed] = BigEndian(kRevision11, 4);
   configured_ = false;
 }
 
