@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "sim/core/ByteOrder.h"
-#include "sim/device/cl/GencpStatus.h"
+#include "sim/device/Gencp.h"
 
 namespace vesk::sim {
 

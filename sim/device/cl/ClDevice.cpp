@@ -4,7 +4,7 @@
 
 #include "sim/core/ByteOrder.h"
 #include "sim/core/FaultPlan.h"
-#include "sim/device/cl/GencpStatus.h"
+#include "sim/device/Gencp.h"
 
 namespace vesk::sim {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "sim/core/ByteOrder.h"
-#include "sim/device/clhs/ClhsGencp.h"
+#include "sim/device/Gencp.h"
 
 namespace vesk::sim {
 

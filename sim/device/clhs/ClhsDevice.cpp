@@ -4,7 +4,7 @@
 
 #include "sim/core/ByteOrder.h"
 #include "sim/core/FaultPlan.h"
-#include "sim/device/clhs/ClhsGencp.h"
+#include "sim/device/Gencp.h"
 
 namespace vesk::sim {
 
