@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "fuzz/CameraFuzzRig.h"
-#include "sim/device/cxp/CxpCrc.h"
+#include "sim/core/CxpCrc.h"
 #include "sim/device/cxp/CxpDevice.h"
 
 using vesk::fuzz::Check;

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "sim/core/ByteOrder.h"
+#include "sim/core/CxpCrc.h"
 #include "sim/core/FaultPlan.h"
-#include "sim/device/cxp/CxpCrc.h"
 #include "sim/device/cxp/CxpStatus.h"
 
 namespace vesk::sim {

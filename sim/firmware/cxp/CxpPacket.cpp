@@ -1,17 +1,9 @@
 #include "sim/firmware/cxp/CxpPacket.h"
 
 #include "sim/core/ByteOrder.h"
+#include "sim/core/CxpCrc.h"
 
 namespace vesk::sim {
-
-uint32_t CxpCrc(const uint8_t* bytes, size_t size) {
-  uint32_t crc = 0xFFFFFFFF;
-  for (size_t at = 0; at < size; ++at) {
-    crc ^= bytes[at];
-    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (0xEDB88320 & (0u - (crc & 1)));
-  }
-  return crc;
-}
 
 Packet CxpFramed(uint8_t type, const uint8_t* body, size_t size) {
   Packet packet(4, type);
