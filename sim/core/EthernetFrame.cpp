@@ -1,6 +1,7 @@
 #include "sim/core/EthernetFrame.h"
 
 #include "sim/core/ByteOrder.h"
+#include "sim/core/CxpCrc.h"
 
 namespace vesk::sim::ethernet {
 
@@ -11,16 +12,6 @@ constexpr size_t kUdpHeaderSize = 8;
 constexpr uint8_t kProtocolUdp = 17;
 constexpr uint8_t kTimeToLive = 64;
 
-std::array<uint32_t, 256> MakeTable() {
-  std::array<uint32_t, 256> table{};
-  for (uint32_t i = 0; i < 256; ++i) {
-    uint32_t value = i;
-    for (int bit = 0; bit < 8; ++bit) value = (value >> 1) ^ ((value & 1) ? 0xEDB88320u : 0);
-    table[i] = value;
-  }
-  return table;
-}
-
 // The sum of the pseudo header that the UDP checksum covers.
 uint32_t PseudoHeaderSum(uint32_t source, uint32_t destination, size_t udpSize) {
   return (source >> 16) + (source & 0xFFFF) + (destination >> 16) + (destination & 0xFFFF) +
@@ -29,12 +20,8 @@ uint32_t PseudoHeaderSum(uint32_t source, uint32_t destination, size_t udpSize) 
 
 }  // namespace
 
-uint32_t Crc32(const uint8_t* bytes, size_t size) {
-  static const std::array<uint32_t, 256> table = MakeTable();
-  uint32_t crc = 0xFFFFFFFF;
-  for (size_t i = 0; i < size; ++i) crc = (crc >> 8) ^ table[(crc ^ bytes[i]) & 0xFF];
-  return ~crc;
-}
+// CoaXPress took the same register and leaves it uninverted.
+uint32_t Crc32(const uint8_t* bytes, size_t size) { return ~CxpCrc(bytes, size); }
 
 Packet WithFcs(Packet frame) {
   if (frame.size() < kLeastFrame) frame.resize(kLeastFrame, 0);
