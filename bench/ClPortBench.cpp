@@ -8,10 +8,10 @@
 #include <memory>
 #include <string>
 
+#include "bench/ClRoundTrip.h"
 #include "loader/dsnrt.h"
 #include "sim/include/vesk_sim.h"
 #include "tests/support/SimulatedRuntime.h"
-#include "tests/unit/sim/ClWire.h"
 #include "vesk_genicam/impl/ClPort.h"
 
 namespace {
@@ -40,23 +40,6 @@ class Rig {
   PLdevice* device_ = nullptr;
 };
 
-// One read of the GenCP version register as the port makes it, by hand: the queues cleared, the
-// frame written and flushed, the acknowledgement read as it comes.
-bool RawRead(PLdevice* device, int rx, int tx, const vesk::sim::clwire::Bytes& request) {
-  unsigned char answer[256];
-  VHalDataQueueClear(device, rx);
-  VHalDataQueueClear(device, tx);
-  VHalDataQueueWriteBuffer(device, tx, request.data(), static_cast<unsigned>(request.size()), 100);
-  VHalDataQueueFlush(device, tx);
-  int got = VHalDataQueueReadBuffer(device, rx, answer, 1, 1000);
-  while (got > 0 && got < kAckSize) {
-    const int waiting = VHalDataQueueGetNrOfWords(device, rx);
-    if (waiting < 1) break;
-    got += VHalDataQueueReadBuffer(device, rx, answer + got, static_cast<unsigned>(waiting), 0);
-  }
-  return got == kAckSize;
-}
-
 // Mean ns of a raw round trip; 0 when one failed.
 double RawRoundTripNs(PLdevice* device) {
   int rx = -1;
@@ -65,7 +48,7 @@ double RawRoundTripNs(PLdevice* device) {
   const vesk::sim::clwire::Bytes request = vesk::sim::clwire::ReadMem(0x0000, 4, 1);
   const Clock::time_point start = Clock::now();
   for (int trip = 0; trip < kRawTrips; ++trip)
-    if (!RawRead(device, rx, tx, request)) return 0;
+    if (!ClRawRoundTrip(device, rx, tx, request, kAckSize)) return 0;
   return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / kRawTrips;
 }
 
@@ -77,7 +60,9 @@ void SimulatorRead(benchmark::State& state) {
     return state.SkipWithError("no serial channel");
   const vesk::sim::clwire::Bytes request = vesk::sim::clwire::ReadMem(0x0000, 4, 1);
   for (auto _ : state) {
-    if (!RawRead(rig.Device(), rx, tx, request)) return state.SkipWithError("no acknowledgement");
+    if (!ClRawRoundTrip(rig.Device(), rx, tx, request, kAckSize)) {
+      return state.SkipWithError("no acknowledgement");
+    }
   }
 }
 BENCHMARK(SimulatorRead);

@@ -5,9 +5,9 @@
 
 #include <string>
 
+#include "bench/ClRoundTrip.h"
 #include "loader/vesk_hal.h"
 #include "sim/include/vesk_sim.h"
-#include "tests/unit/sim/ClWire.h"
 
 namespace {
 
@@ -26,20 +26,8 @@ void ReadRoundTrip(benchmark::State& state) {
     return state.SkipWithError("no serial channel");
   }
   const vesk::sim::clwire::Bytes request = vesk::sim::clwire::ReadMem(0x0000, 4, 1);
-  unsigned char answer[256];
   for (auto _ : state) {
-    VHalDataQueueClear(device, rx);
-    VHalDataQueueClear(device, tx);
-    VHalDataQueueWriteBuffer(device, tx, request.data(), static_cast<unsigned>(request.size()),
-                             100);
-    VHalDataQueueFlush(device, tx);
-    int got = VHalDataQueueReadBuffer(device, rx, answer, 1, 1000);
-    while (got > 0 && got < kAckSize) {
-      const int waiting = VHalDataQueueGetNrOfWords(device, rx);
-      if (waiting < 1) break;
-      got += VHalDataQueueReadBuffer(device, rx, answer + got, static_cast<unsigned>(waiting), 0);
-    }
-    if (got != kAckSize) {
+    if (!ClRawRoundTrip(device, rx, tx, request, kAckSize)) {
       state.SkipWithError("no acknowledgement");
       break;
     }

@@ -4,25 +4,16 @@
 // when odd, makes the checksums of the first frame hold, so that inputs reach past them.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <vector>
 
-#include "sim/core/LinkChannel.h"
+#include "fuzz/CameraFuzzRig.h"
 #include "sim/device/cl/ClDevice.h"
 
+using vesk::fuzz::Check;
 using vesk::sim::Packet;
 
 namespace {
 
 constexpr size_t kHeader = 16;
-
-void Check(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "acknowledgement breaks its rule: %s\n", what);
-  std::abort();
-}
 
 unsigned Be16(const Packet& bytes, size_t at) { return bytes[at] << 8 | bytes[at + 1]; }
 
@@ -67,32 +58,20 @@ void CheckAck(const Packet& sent, const Packet& ack) {
   Check(SentId(sent, Be16(ack, 14)), "it answers a request id that was sent");
 }
 
-struct Bench {
-  Bench() {
-    unit->camera = vesk::sim::Camera::Create("AreaScan", {}, vesk::sim::XmlForm::Zipped,
-                                             vesk::sim::Endianness::Big);
-    channel.SetSpeed(9600);
-    channel.SetCable({unit, 0}, vesk::sim::MakeClDevice({unit, 0}, channel));
-    channel.SetReceiver([this](const Packet& packet) { acks.push_back(packet); });
-  }
-  std::shared_ptr<vesk::sim::CameraUnit> unit = std::make_shared<vesk::sim::CameraUnit>();
-  vesk::sim::LinkChannel channel;
-  std::vector<Packet> acks;
-};
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  Packet bytes(data + 1, data + size);
-  if (data[0] & 1) Seal(bytes);
-  // A new camera each time: a baud rate written would leave the link unlocked.
-  Bench bench;
+  auto [mend, bytes] = vesk::fuzz::Split(data, size);
+  if (mend) Seal(bytes);
+  vesk::fuzz::CameraFuzzRig rig;
+  rig.channel.SetSpeed(9600);
+  rig.Plug(vesk::sim::MakeClDevice);
   // Split in two, as a serial line may deliver it.
   const size_t half = bytes.size() / 2;
-  bench.channel.ToCamera(Packet(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(half)));
-  bench.channel.ToCamera(Packet(bytes.begin() + static_cast<ptrdiff_t>(half), bytes.end()));
-  Check(bench.acks.size() <= bytes.size() / kHeader, "no more answers than frames");
-  for (const Packet& ack : bench.acks) CheckAck(bytes, ack);
+  rig.channel.ToCamera(Packet(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(half)));
+  rig.channel.ToCamera(Packet(bytes.begin() + static_cast<ptrdiff_t>(half), bytes.end()));
+  Check(rig.answers.size() <= bytes.size() / kHeader, "no more answers than frames");
+  for (const Packet& ack : rig.answers) CheckAck(bytes, ack);
   return 0;
 }

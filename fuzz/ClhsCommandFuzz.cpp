@@ -4,26 +4,17 @@
 // prefix in front, so that inputs reach past it.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <vector>
 
-#include "sim/core/LinkChannel.h"
+#include "fuzz/CameraFuzzRig.h"
 #include "sim/device/clhs/ClhsDevice.h"
 
+using vesk::fuzz::Check;
 using vesk::sim::Packet;
 
 namespace {
 
 constexpr size_t kHeader = 16;
 constexpr uint8_t kPrefix[8] = {0x40, 0x50, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00};
-
-void Check(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "acknowledge breaks its rule: %s\n", what);
-  std::abort();
-}
 
 unsigned Be16(const Packet& bytes, size_t at) { return bytes[at] << 8 | bytes[at + 1]; }
 
@@ -36,27 +27,16 @@ void CheckAck(const Packet& sent, const Packet& ack) {
   Check(sent.size() >= kHeader && Be16(ack, 14) == Be16(sent, 14), "it answers the request id");
 }
 
-struct Bench {
-  Bench() {
-    unit->camera = vesk::sim::Camera::Create("AreaScan", {}, vesk::sim::XmlForm::Zipped,
-                                             vesk::sim::Endianness::Big);
-    channel.SetCable({unit, 0}, vesk::sim::MakeClhsDevice({unit, 0}, channel));
-    channel.SetReceiver([this](const Packet& packet) { acks.push_back(packet); });
-  }
-  std::shared_ptr<vesk::sim::CameraUnit> unit = std::make_shared<vesk::sim::CameraUnit>();
-  vesk::sim::LinkChannel channel;
-  std::vector<Packet> acks;
-};
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  Packet bytes(data + 1, data + size);
-  if (data[0] & 1) bytes.insert(bytes.begin(), kPrefix, kPrefix + sizeof kPrefix);
-  Bench bench;
-  bench.channel.ToCamera(bytes);
-  Check(bench.acks.size() <= 1, "one answer at most");
-  for (const Packet& ack : bench.acks) CheckAck(bytes, ack);
+  auto [mend, bytes] = vesk::fuzz::Split(data, size);
+  if (mend) bytes.insert(bytes.begin(), kPrefix, kPrefix + sizeof kPrefix);
+  vesk::fuzz::CameraFuzzRig rig;
+  rig.Plug(vesk::sim::MakeClhsDevice);
+  rig.channel.ToCamera(bytes);
+  Check(rig.answers.size() <= 1, "one answer at most");
+  for (const Packet& ack : rig.answers) CheckAck(bytes, ack);
   return 0;
 }

@@ -4,24 +4,15 @@
 // that inputs reach past the CRC check.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <vector>
 
-#include "sim/core/LinkChannel.h"
-#include "sim/device/cxp/CxpCrc.h"
+#include "fuzz/CameraFuzzRig.h"
+#include "sim/core/CxpCrc.h"
 #include "sim/device/cxp/CxpDevice.h"
 
+using vesk::fuzz::Check;
 using vesk::sim::Packet;
 
 namespace {
-
-void Check(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "acknowledgement breaks its rule: %s\n", what);
-  std::abort();
-}
 
 uint32_t WordAt(const Packet& packet, size_t at) {
   return uint32_t{packet[at]} << 24 | uint32_t{packet[at + 1]} << 16 |
@@ -51,35 +42,23 @@ void CheckAck(const Packet& command, const Packet& ack) {
   Check(crc == vesk::sim::CxpCrc(ack.data() + 4, at - 4), "the CRC holds");
 }
 
-struct Bench {
-  Bench() {
-    unit->described.links.resize(2);
-    unit->described.defaultLinks = 2;
-    unit->described.controlPacketSize = 256;
-    unit->camera = vesk::sim::Camera::Create("AreaScan", {}, vesk::sim::XmlForm::Zipped,
-                                             vesk::sim::Endianness::Big);
-    channel.SetCable({unit, 0}, vesk::sim::MakeCxpDevice({unit, 0}, channel));
-    channel.SetReceiver([this](const Packet& packet) { acks.push_back(packet); });
-  }
-  std::shared_ptr<vesk::sim::CameraUnit> unit = std::make_shared<vesk::sim::CameraUnit>();
-  vesk::sim::LinkChannel channel;
-  std::vector<Packet> acks;
-};
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  Packet command(data + 1, data + size);
-  if ((data[0] & 1) && command.size() >= 8) {
+  auto [mend, command] = vesk::fuzz::Split(data, size);
+  if (mend && command.size() >= 8) {
     const uint32_t crc = vesk::sim::CxpCrc(command.data() + 4, command.size() - 8);
     for (size_t i = 0; i < 4; ++i)
       command[command.size() - 4 + i] = static_cast<uint8_t>(crc >> (8 * i));
   }
-  // A new camera each time: a connection configuration would leave the link unlocked.
-  Bench bench;
-  bench.channel.ToCamera(command);
-  Check(bench.acks.size() <= 1, "one acknowledgement at most");
-  if (!bench.acks.empty()) CheckAck(command, bench.acks[0]);
+  vesk::fuzz::CameraFuzzRig rig;
+  rig.unit->described.links.resize(2);
+  rig.unit->described.defaultLinks = 2;
+  rig.unit->described.controlPacketSize = 256;
+  rig.Plug(vesk::sim::MakeCxpDevice);
+  rig.channel.ToCamera(command);
+  Check(rig.answers.size() <= 1, "one acknowledgement at most");
+  if (!rig.answers.empty()) CheckAck(command, rig.answers[0]);
   return 0;
 }

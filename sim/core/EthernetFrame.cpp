@@ -1,5 +1,8 @@
 #include "sim/core/EthernetFrame.h"
 
+#include "sim/core/ByteOrder.h"
+#include "sim/core/CxpCrc.h"
+
 namespace vesk::sim::ethernet {
 
 namespace {
@@ -9,16 +12,6 @@ constexpr size_t kUdpHeaderSize = 8;
 constexpr uint8_t kProtocolUdp = 17;
 constexpr uint8_t kTimeToLive = 64;
 
-std::array<uint32_t, 256> MakeTable() {
-  std::array<uint32_t, 256> table{};
-  for (uint32_t i = 0; i < 256; ++i) {
-    uint32_t value = i;
-    for (int bit = 0; bit < 8; ++bit) value = (value >> 1) ^ ((value & 1) ? 0xEDB88320u : 0);
-    table[i] = value;
-  }
-  return table;
-}
-
 // The sum of the pseudo header that the UDP checksum covers.
 uint32_t PseudoHeaderSum(uint32_t source, uint32_t destination, size_t udpSize) {
   return (source >> 16) + (source & 0xFFFF) + (destination >> 16) + (destination & 0xFFFF) +
@@ -27,46 +20,29 @@ uint32_t PseudoHeaderSum(uint32_t source, uint32_t destination, size_t udpSize) 
 
 }  // namespace
 
-uint32_t Crc32(const uint8_t* bytes, size_t size) {
-  static const std::array<uint32_t, 256> table = MakeTable();
-  uint32_t crc = 0xFFFFFFFF;
-  for (size_t i = 0; i < size; ++i) crc = (crc >> 8) ^ table[(crc ^ bytes[i]) & 0xFF];
-  return ~crc;
-}
+// CoaXPress took the same register and leaves it uninverted.
+uint32_t Crc32(const uint8_t* bytes, size_t size) { return ~CxpCrc(bytes, size); }
 
 Packet WithFcs(Packet frame) {
   if (frame.size() < kLeastFrame) frame.resize(kLeastFrame, 0);
-  const uint32_t crc = Crc32(frame.data(), frame.size());
-  for (int shift = 0; shift < 32; shift += 8) frame.push_back(static_cast<uint8_t>(crc >> shift));
+  AppendLe32(frame, Crc32(frame.data(), frame.size()));
   return frame;
 }
 
 std::optional<Packet> WithoutFcs(const Packet& wire) {
   if (wire.size() < kHeaderSize + kFcsSize) return std::nullopt;
   const size_t end = wire.size() - kFcsSize;
-  const uint32_t crc = uint32_t{wire[end]} | uint32_t{wire[end + 1]} << 8 |
-                       uint32_t{wire[end + 2]} << 16 | uint32_t{wire[end + 3]} << 24;
-  if (crc != Crc32(wire.data(), end)) return std::nullopt;
+  if (Le32(&wire[end]) != Crc32(wire.data(), end)) return std::nullopt;
   return Packet(wire.begin(), wire.begin() + static_cast<ptrdiff_t>(end));
 }
 
-uint16_t Get16(const Packet& packet, size_t at) {
-  return static_cast<uint16_t>(packet[at] << 8 | packet[at + 1]);
-}
+uint16_t Get16(const Packet& packet, size_t at) { return Be16(&packet[at]); }
 
-uint32_t Get32(const Packet& packet, size_t at) {
-  return uint32_t{Get16(packet, at)} << 16 | Get16(packet, at + 2);
-}
+uint32_t Get32(const Packet& packet, size_t at) { return Be32(&packet[at]); }
 
-void Put16(Packet& packet, size_t at, uint16_t value) {
-  packet[at] = static_cast<uint8_t>(value >> 8);
-  packet[at + 1] = static_cast<uint8_t>(value);
-}
+void Put16(Packet& packet, size_t at, uint16_t value) { sim::Put16(&packet[at], value); }
 
-void Put32(Packet& packet, size_t at, uint32_t value) {
-  Put16(packet, at, static_cast<uint16_t>(value >> 16));
-  Put16(packet, at + 2, static_cast<uint16_t>(value));
-}
+void Put32(Packet& packet, size_t at, uint32_t value) { sim::Put32(&packet[at], value); }
 
 Mac MacAt(const Packet& packet, size_t at) {
   Mac mac{};

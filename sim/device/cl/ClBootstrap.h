@@ -3,14 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "sim/camera/Camera.h"
 #include "sim/core/LinkState.h"
 #include "sim/core/Rig.h"
+#include "sim/device/GencpRegisters.h"
 
 namespace vesk::sim {
 
@@ -22,7 +20,6 @@ class ClBootstrap : public LinkState {
  public:
   // Addresses below this are the bootstrap's; the camera answers for the rest.
   static constexpr uint64_t kEnd = 0x10000;
-  static constexpr uint64_t kManifest = 0x1000;
   static constexpr uint64_t kSbrm = 0x2000;
 
   // camera outlives the bootstrap.
@@ -38,26 +35,12 @@ class ClBootstrap : public LinkState {
   void SetBaud(uint32_t baud);
 
  private:
-  struct Register {
-    uint64_t address;
-    uint32_t size;
-    bool writable;
-  };
-
-  void Add(uint64_t address, uint32_t size, bool writable, std::vector<uint8_t> value);
-  void AddNumber(uint64_t address, uint32_t size, bool writable, uint64_t value);
-  void AddText(uint64_t address, const std::string& text, bool writable = false);
-  void AddManifest();
-  // The registers that cover [address, address + length) without a gap; empty if none do.
-  std::vector<const Register*> Covering(uint64_t address, size_t length) const;
-
   Camera& camera_;
   uint32_t supported_ = 0;  // a bit per baud rate, as the serial bootstrap register shows it
 
   mutable std::mutex mutex_;
   uint32_t baud_;
-  std::vector<Register> registers_;  // by address, none overlapping
-  std::map<uint64_t, std::vector<uint8_t>> values_;
+  GencpRegisters registers_;
 };
 
 }  // namespace vesk::sim

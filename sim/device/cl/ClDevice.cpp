@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
+#include "sim/core/ByteOrder.h"
 #include "sim/core/FaultPlan.h"
-#include "sim/device/cl/GencpStatus.h"
+#include "sim/device/Gencp.h"
 
 namespace vesk::sim {
 
@@ -17,19 +18,6 @@ constexpr size_t kReadScd = 12;
 constexpr size_t kSummedFrom = 6;
 constexpr size_t kCommonHeader = 10;
 constexpr uint8_t kNoiseFloor = 0x02;  // line noise here never holds a preamble's 01
-
-uint16_t Be16(const uint8_t* at) { return static_cast<uint16_t>(at[0] << 8 | at[1]); }
-
-uint64_t Be64(const uint8_t* at) {
-  uint64_t value = 0;
-  for (int index = 0; index < 8; ++index) value = value << 8 | at[index];
-  return value;
-}
-
-void Put16(uint8_t* at, uint32_t value) {
-  at[0] = static_cast<uint8_t>(value >> 8);
-  at[1] = static_cast<uint8_t>(value);
-}
 
 // One's complement sum of big-endian 16-bit words, an odd byte padded with zero, inverted.
 uint16_t Checksum(const uint8_t* bytes, size_t count) {
@@ -55,7 +43,7 @@ Packet Acknowledgement(uint16_t status, uint16_t ack, uint16_t id, const Packet&
   Put16(&frame[0], 0x0100);
   Put16(&frame[8], status);
   Put16(&frame[10], ack);
-  Put16(&frame[12], static_cast<uint32_t>(scd.size()));
+  Put16(&frame[12], static_cast<uint16_t>(scd.size()));
   Put16(&frame[14], id);
   frame.insert(frame.end(), scd.begin(), scd.end());
   Seal(frame);
@@ -158,7 +146,7 @@ std::vector<LatePacket> ClDevice::Oddly(const Packet& answer, Fault fault, Fault
     case Fault::Error: {
       // The answer to the request before this one.
       Packet stale = answer;
-      Put16(&stale[14], Be16(&answer[14]) - 1u);
+      Put16(&stale[14], static_cast<uint16_t>(Be16(&answer[14]) - 1u));
       Seal(stale);
       return {{0, stale}};
     }

@@ -3,14 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "sim/camera/Camera.h"
 #include "sim/core/LinkState.h"
 #include "sim/core/Rig.h"
+#include "sim/device/GencpRegisters.h"
 
 namespace vesk::sim {
 
@@ -23,7 +21,6 @@ class ClhsBootstrap : public LinkState {
  public:
   static constexpr uint64_t kDeviceId = 0x10000;
   static constexpr uint64_t kConnectionIndex = 0x10004;
-  static constexpr uint64_t kManifest = 0x1000;
   // Addresses below this are the bootstrap's; the camera answers for the rest.
   static constexpr uint64_t kEnd = 0x20000;
 
@@ -38,24 +35,10 @@ class ClhsBootstrap : public LinkState {
   uint16_t Write(unsigned link, uint64_t address, const uint8_t* bytes, size_t length);
 
  private:
-  struct Register {
-    uint64_t address;
-    uint32_t size;
-    bool writable;
-  };
-
-  void Add(uint64_t address, uint32_t size, bool writable, std::vector<uint8_t> value);
-  void AddNumber(uint64_t address, uint32_t size, bool writable, uint64_t value);
-  void AddText(uint64_t address, const std::string& text, bool writable = false);
-  void AddManifest();
-  // The registers that cover [address, address + length) without a gap; empty if none do.
-  std::vector<const Register*> Covering(uint64_t address, size_t length) const;
-
   const RigCamera& described_;
   Camera& camera_;
   mutable std::mutex mutex_;
-  std::vector<Register> registers_;  // by address, none overlapping
-  std::map<uint64_t, std::vector<uint8_t>> values_;
+  GencpRegisters registers_;
 };
 
 }  // namespace vesk::sim

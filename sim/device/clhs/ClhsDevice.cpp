@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
+#include "sim/core/ByteOrder.h"
 #include "sim/core/FaultPlan.h"
-#include "sim/device/clhs/ClhsGencp.h"
+#include "sim/device/Gencp.h"
 
 namespace vesk::sim {
 
@@ -18,26 +19,13 @@ constexpr size_t kReadScd = 12;
 // A read answers this much at most: what the X-Core takes in one packet.
 constexpr size_t kMaxRead = 992;
 
-uint16_t Be16(const uint8_t* at) { return static_cast<uint16_t>(at[0] << 8 | at[1]); }
-
-uint64_t Be64(const uint8_t* at) {
-  uint64_t value = 0;
-  for (int index = 0; index < 8; ++index) value = value << 8 | at[index];
-  return value;
-}
-
-void Put16(uint8_t* at, uint32_t value) {
-  at[0] = static_cast<uint8_t>(value >> 8);
-  at[1] = static_cast<uint8_t>(value);
-}
-
 // Prefix, status, acknowledge id, SCD length, request id, then the SCD padded to whole words.
 Packet Acknowledge(uint16_t status, uint16_t ack, uint16_t id, const Packet& scd) {
   Packet packet(kPrefix, kPrefix + kPrefixSize);
   packet.resize(kHeader);
   Put16(&packet[8], status);
   Put16(&packet[10], ack);
-  Put16(&packet[12], static_cast<uint32_t>(scd.size()));
+  Put16(&packet[12], static_cast<uint16_t>(scd.size()));
   Put16(&packet[14], id);
   packet.insert(packet.end(), scd.begin(), scd.end());
   packet.resize((packet.size() + 3) & ~size_t{3});

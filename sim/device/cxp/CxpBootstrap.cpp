@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "sim/core/ByteOrder.h"
 #include "sim/device/cxp/CxpStatus.h"
 
 namespace vesk::sim {
@@ -44,15 +45,6 @@ uint32_t ConfigOf(uint32_t speed, uint32_t links) {
   return links << 16 | 0x38;  // a camera that takes any speed defaults to CXP-3
 }
 
-std::vector<uint8_t> BigEndian(uint32_t value) {
-  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
-          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-}
-
-uint32_t WordOf(const uint8_t* bytes) {
-  return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
-}
-
 uint32_t DefaultConfig(const RigCamera& described) {
   const auto links = static_cast<uint32_t>(described.defaultLinks ? described.defaultLinks
                                                                   : described.links.size());
@@ -86,27 +78,10 @@ CxpBootstrap::CxpBootstrap(const RigCamera& described, Camera& camera)
   AddXmlManifest();
   AddIdentity();
   AddLinkRegisters();
-  std::sort(registers_.begin(), registers_.end(),
-            [](const Register& a, const Register& b) { return a.address < b.address; });
-}
-
-void CxpBootstrap::AddRegister(uint32_t address, uint32_t size, bool writable,
-                               std::vector<uint8_t> value) {
-  value.resize(size);
-  registers_.push_back({address, size, writable});
-  values_[address] = std::move(value);
 }
 
 void CxpBootstrap::AddWord(uint32_t address, bool writable, uint32_t value) {
-  AddRegister(address, 4, writable, BigEndian(value));
-}
-
-void CxpBootstrap::AddText(uint32_t address, uint32_t size, bool writable,
-                           const std::string& text) {
-  // Strings end with a zero byte within their register.
-  AddRegister(
-      address, size, writable,
-      std::vector<uint8_t>(text.begin(), text.begin() + std::min<size_t>(text.size(), size - 1)));
+  registers_.AddNumber(address, 4, writable, value);
 }
 
 void CxpBootstrap::AddXmlManifest() {
@@ -119,19 +94,19 @@ void CxpBootstrap::AddXmlManifest() {
   AddWord(0x0014, false, 0x00010100);  // schema version 1.1.0
   AddWord(0x0018, false, kXmlLocation);
   AddWord(0x001C, false, 0);  // no IIDC2 registers
-  AddText(kXmlLocation, kEnd - kXmlLocation, false, location);
+  registers_.AddText(kXmlLocation, kEnd - kXmlLocation, false, location);
 }
 
 void CxpBootstrap::AddIdentity() {
   const CameraIdentity& identity = camera_.Identity();
-  AddText(0x2000, 32, false, identity.vendor);
-  AddText(0x2020, 32, false, identity.model);
-  AddText(0x2040, 48, false, "simulated CoaXPress camera");
-  AddText(0x2070, 32, false, identity.version);
+  registers_.AddText(0x2000, 32, false, identity.vendor);
+  registers_.AddText(0x2020, 32, false, identity.model);
+  registers_.AddText(0x2040, 48, false, "simulated CoaXPress camera");
+  registers_.AddText(0x2070, 32, false, identity.version);
   // CoaXPress 2.0 gave up the firmware version.
-  if (revision_ < kRevision20) AddText(0x2090, 32, false, identity.version);
-  AddText(0x20B0, 16, false, identity.serial);
-  AddText(0x20C0, 16, true, identity.userName);
+  if (revision_ < kRevision20) registers_.AddText(0x2090, 32, false, identity.version);
+  registers_.AddText(0x20B0, 16, false, identity.serial);
+  registers_.AddText(0x20C0, 16, true, identity.userName);
   const char* addressed[] = {
       "Width",           "Height",      "AcquisitionMode",   "AcquisitionStart",
       "AcquisitionStop", "PixelFormat", "DeviceTapGeometry", "Image1StreamID"};
@@ -150,11 +125,11 @@ void CxpBootstrap::AddLinkRegisters() {
   AddWord(0x4010, true, 0x2000);  // stream packet size
   AddWord(kConnectionConfig, true, defaultConfig_);
   AddWord(0x4018, false, defaultConfig_);
-  AddWord(0x401C, true, 0);          // test mode
-  AddWord(0x4020, true, 0);          // test error count selector
-  AddWord(0x4024, true, 0);          // test error count
-  AddRegister(0x4028, 8, true, {});  // test packet count sent
-  AddRegister(0x4030, 8, true, {});  // test packet count received
+  AddWord(0x401C, true, 0);                  // test mode
+  AddWord(0x4020, true, 0);                  // test error count selector
+  AddWord(0x4024, true, 0);                  // test error count
+  registers_.AddNumber(0x4028, 8, true, 0);  // test packet count sent
+  registers_.AddNumber(0x4030, 8, true, 0);  // test packet count received
   if (revision_ < kRevision11) return;
   AddWord(0x403C, false, 0);                                 // high speed uplink
   AddWord(0x4044, false, (VersionBit(revision_) << 1) - 1);  // this version and all before
@@ -189,7 +164,7 @@ bool CxpBootstrap::Runs(unsigned link, uint32_t speed) const {
            std::find(described_.speeds.begin(), described_.speeds.end(), speed) !=
                described_.speeds.end();
   }
-  const uint32_t config = WordOf(values_.at(kConnectionConfig).data());
+  const auto config = static_cast<uint32_t>(registers_.Number(kConnectionConfig));
   return ConnectionId(link) < (config >> 16) && speed == SpeedOf(config);
 }
 
@@ -200,26 +175,10 @@ uint8_t CxpBootstrap::Read(unsigned link, uint32_t address, uint8_t* bytes, size
   }
   if (end > kEnd) return cxp::kInvalidAddress;
   std::lock_guard<std::mutex> lock(mutex_);
-  return ReadRegisters(link, address, bytes, length);
-}
-
-uint8_t CxpBootstrap::ReadRegisters(unsigned link, uint32_t address, uint8_t* bytes,
-                                    size_t length) const {
-  uint64_t at = address;
-  const uint64_t end = at + length;
-  for (const Register& reg : registers_) {
-    if (reg.address + reg.size <= at) continue;
-    if (reg.address > at) return cxp::kInvalidAddress;  // a gap
-    const std::vector<uint8_t> value = reg.address == kDeviceConnectionId
-                                           ? BigEndian(ConnectionId(link))
-                                           : values_.at(reg.address);
-    const uint64_t stop = std::min<uint64_t>(end, reg.address + reg.size);
-    std::copy(value.begin() + static_cast<ptrdiff_t>(at - reg.address),
-              value.begin() + static_cast<ptrdiff_t>(stop - reg.address), bytes + (at - address));
-    at = stop;
-    if (at == end) return cxp::kFinalWithPayload;
-  }
-  return cxp::kInvalidAddress;
+  return registers_.Read(address, bytes, length,
+                         RegisterMap::Seen{kDeviceConnectionId, ConnectionId(link)})
+             ? cxp::kFinalWithPayload
+             : cxp::kInvalidAddress;
 }
 
 CxpWriteResult CxpBootstrap::Write(unsigned link, uint32_t address, const uint8_t* bytes,
@@ -239,38 +198,26 @@ CxpWriteResult CxpBootstrap::Write(unsigned link, uint32_t address, const uint8_
 CxpWriteResult CxpBootstrap::WriteRegisters(unsigned link, uint32_t address, const uint8_t* bytes,
                                             size_t length) {
   const uint64_t end = uint64_t{address} + length;
-  std::vector<const Register*> touched;
-  uint64_t at = address;
-  for (const Register& reg : registers_) {
-    if (reg.address + reg.size <= at) continue;
-    if (reg.address > at) return {cxp::kInvalidAddress};
-    touched.push_back(&reg);
-    at = std::min<uint64_t>(end, reg.address + reg.size);
-    if (at == end) break;
-  }
-  if (at != end) return {cxp::kInvalidAddress};
+  const std::vector<const RegisterMap::Register*> touched = registers_.Covering(address, length);
+  if (touched.empty()) return {cxp::kInvalidAddress};
   CxpWriteResult result{cxp::kFinal};
-  for (const Register* reg : touched) {
+  for (const RegisterMap::Register* reg : touched) {
     if (!reg->writable) return {cxp::kReadOnly};
     const bool whole = reg->address >= address && reg->address + reg->size <= end;
     if (!whole && reg->size == 4) return {cxp::kInvalidData};  // a part of a word means nothing
-    const uint32_t value = reg->size == 4 ? WordOf(bytes + (reg->address - address)) : 0;
+    const uint32_t value = reg->size == 4 ? Be32(bytes + (reg->address - address)) : 0;
     const uint8_t status = CheckSpecial(link, reg->address, value, result);
     if (status != cxp::kFinal) return {status};
   }
-  for (const Register* reg : touched) {
+  for (const RegisterMap::Register* reg : touched) {
     // The connection configuration changes once acknowledged, in Configure.
-    if (reg->address == kConnectionConfig) continue;
-    const uint64_t from = std::max<uint64_t>(address, reg->address);
-    const uint64_t to = std::min<uint64_t>(end, reg->address + reg->size);
-    std::copy(bytes + (from - address), bytes + (to - address),
-              values_[reg->address].begin() + static_cast<ptrdiff_t>(from - reg->address));
+    if (reg->address != kConnectionConfig) registers_.Store(*reg, address, bytes, length);
   }
   if (!result.acknowledged) ResetConnection();
   return result;
 }
 
-uint8_t CxpBootstrap::CheckSpecial(unsigned link, uint32_t address, uint32_t value,
+uint8_t CxpBootstrap::CheckSpecial(unsigned link, uint64_t address, uint32_t value,
                                    CxpWriteResult& result) {
   switch (address) {
     case kConnectionReset:
@@ -305,15 +252,15 @@ bool CxpBootstrap::CanRun(uint32_t config) const {
 
 void CxpBootstrap::Configure(uint32_t config) {
   std::lock_guard<std::mutex> lock(mutex_);
-  values_[kConnectionConfig] = BigEndian(config);
+  registers_.SetNumber(kConnectionConfig, config);
   configured_ = true;
 }
 
 void CxpBootstrap::ResetConnection() {
-  values_[kConnectionReset] = BigEndian(0);
+  registers_.SetNumber(kConnectionReset, 0);
   // The host's ID stays, so that a link which joins after the reset still names its master.
-  values_[kConnectionConfig] = BigEndian(defaultConfig_);
-  if (values_.count(kVersionUsed)) values_[kVersionUsed] = BigEndian(kRevision11);
+  registers_.SetNumber(kConnectionConfig, defaultConfig_);
+  if (registers_.Has(kVersionUsed)) registers_.SetNumber(kVersionUsed, kRevision11);
   configured_ = false;
 }
 

@@ -3,15 +3,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
-#include <vector>
 
 #include "sim/camera/Camera.h"
 #include "sim/core/LinkState.h"
 #include "sim/core/Rig.h"
+#include "sim/device/RegisterMap.h"
 
 namespace vesk::sim {
 
@@ -53,25 +52,16 @@ class CxpBootstrap : public LinkState {
   void Detach(unsigned link);
 
  private:
-  struct Register {
-    uint32_t address;
-    uint32_t size;
-    bool writable;
-  };
-
-  void AddRegister(uint32_t address, uint32_t size, bool writable, std::vector<uint8_t> value);
   void AddWord(uint32_t address, bool writable, uint32_t value);
-  void AddText(uint32_t address, uint32_t size, bool writable, const std::string& text);
   void AddIdentity();
   void AddXmlManifest();
   void AddLinkRegisters();
   uint32_t FeatureAddress(const char* name) const;
 
   // With mutex_ held.
-  uint8_t ReadRegisters(unsigned link, uint32_t address, uint8_t* bytes, size_t length) const;
   CxpWriteResult WriteRegisters(unsigned link, uint32_t address, const uint8_t* bytes,
                                 size_t length);
-  uint8_t CheckSpecial(unsigned link, uint32_t address, uint32_t value, CxpWriteResult& result);
+  uint8_t CheckSpecial(unsigned link, uint64_t address, uint32_t value, CxpWriteResult& result);
   bool CanRun(uint32_t config) const;
   uint32_t ConnectionId(unsigned link) const;  // with mutex_ held
   void ResetConnection();
@@ -83,8 +73,7 @@ class CxpBootstrap : public LinkState {
   const uint32_t defaultConfig_;
 
   mutable std::mutex mutex_;
-  std::vector<Register> registers_;  // by address, none overlapping
-  std::map<uint32_t, std::vector<uint8_t>> values_;
+  RegisterMap registers_;
   bool configured_ = false;    // a connection configuration was written since the last reset
   std::set<unsigned> cabled_;  // guarded by mutex_
 };

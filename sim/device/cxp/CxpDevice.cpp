@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <optional>
 
+#include "sim/core/ByteOrder.h"
+#include "sim/core/CxpCrc.h"
 #include "sim/core/FaultPlan.h"
-#include "sim/device/cxp/CxpCrc.h"
 #include "sim/device/cxp/CxpStatus.h"
 
 namespace vesk::sim {
@@ -17,17 +18,7 @@ constexpr uint8_t kAcknowledgement = 0x03;
 constexpr uint8_t kTaggedAcknowledgement = 0x06;
 constexpr uint32_t kTaggingRevision = 0x20000;
 
-void PutWord(Packet& packet, uint32_t value) {
-  for (int shift = 24; shift >= 0; shift -= 8)
-    packet.push_back(static_cast<uint8_t>(value >> shift));
-}
-
 void PutRepeated(Packet& packet, uint8_t byte) { packet.insert(packet.end(), 4, byte); }
-
-uint32_t WordAt(const Packet& packet, size_t at) {
-  return uint32_t{packet[at]} << 24 | uint32_t{packet[at + 1]} << 16 |
-         uint32_t{packet[at + 2]} << 8 | packet[at + 3];
-}
 
 bool Repeated(const Packet& packet, size_t at) {
   return std::all_of(packet.begin() + static_cast<ptrdiff_t>(at + 1),
@@ -36,10 +27,7 @@ bool Repeated(const Packet& packet, size_t at) {
 }
 
 // The CRC of everything behind the packet-type word, little-endian at the end.
-void Seal(Packet& packet) {
-  const uint32_t crc = CxpCrc(packet.data() + 4, packet.size() - 4);
-  for (int shift = 0; shift < 32; shift += 8) packet.push_back(static_cast<uint8_t>(crc >> shift));
-}
+void Seal(Packet& packet) { AppendLe32(packet, CxpCrc(packet.data() + 4, packet.size() - 4)); }
 
 Packet Acknowledgement(std::optional<uint8_t> tag, uint8_t status,
                        const std::vector<uint8_t>& payload) {
@@ -48,7 +36,7 @@ Packet Acknowledgement(std::optional<uint8_t> tag, uint8_t status,
   if (tag) PutRepeated(packet, *tag);
   PutRepeated(packet, status);
   if (status == cxp::kFinalWithPayload || status == cxp::kWait) {
-    PutWord(packet, static_cast<uint32_t>(payload.size()));
+    AppendBe32(packet, static_cast<uint32_t>(payload.size()));
     packet.insert(packet.end(), payload.begin(), payload.end());
   }
   Seal(packet);
@@ -86,9 +74,7 @@ void CxpDevice::FromBoard(const Packet& packet) {
   }
   if (packet.size() < at + 4) return;
   const size_t crcAt = packet.size() - 4;
-  const uint32_t crc = uint32_t{packet[crcAt]} | uint32_t{packet[crcAt + 1]} << 8 |
-                       uint32_t{packet[crcAt + 2]} << 16 | uint32_t{packet[crcAt + 3]} << 24;
-  if (crc != CxpCrc(packet.data() + 4, crcAt - 4)) {
+  if (Le32(&packet[crcAt]) != CxpCrc(packet.data() + 4, crcAt - 4)) {
     Acknowledge(command, cxp::kBadCrc, {});
     return;
   }
@@ -97,8 +83,8 @@ void CxpDevice::FromBoard(const Packet& packet) {
     return;
   }
   command.operation = packet[at];
-  command.size = WordAt(packet, at) & 0xFFFFFF;
-  command.address = WordAt(packet, at + 4);
+  command.size = Be32(&packet[at]) & 0xFFFFFF;
+  command.address = Be32(&packet[at + 4]);
   command.payload.assign(packet.begin() + static_cast<ptrdiff_t>(at + 8),
                          packet.begin() + static_cast<ptrdiff_t>(crcAt));
   Answer(command);
@@ -141,7 +127,7 @@ std::vector<LatePacket> CxpDevice::Oddly(const Packet& answer, Fault fault, Faul
   switch (fault) {
     case Fault::Wait: {
       Packet delay;
-      PutWord(delay, delayMs);
+      AppendBe32(delay, delayMs);
       return {{0, Acknowledgement(tag, cxp::kWait, delay)}, {delayMs, answer}};
     }
     case Fault::Tentative:

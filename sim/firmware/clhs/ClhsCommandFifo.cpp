@@ -1,5 +1,7 @@
 #include "sim/firmware/clhs/ClhsCommandFifo.h"
 
+#include "sim/core/ByteOrder.h"
+
 namespace vesk::sim {
 
 namespace {
@@ -41,10 +43,7 @@ void ClhsCommandFifo::Command(uint64_t value) {
 void ClhsCommandFifo::Send(std::unique_lock<std::mutex>& lock) {
   Packet packet;
   packet.reserve(tx_.size() * 4);
-  for (uint32_t word : tx_) {
-    for (unsigned shift = 0; shift < 32; shift += 8)
-      packet.push_back(static_cast<uint8_t>(word >> shift));
-  }
+  for (uint32_t word : tx_) AppendLe32(packet, word);
   tx_.clear();
   txStatus_ = 0;
   rx_.clear();
@@ -104,11 +103,7 @@ void ClhsCommandFifo::Acknowledge(const Packet& packet) {
   }
   if (rx_.size() >= kRxPackets) return;
   std::vector<uint32_t> words(packet.size() / 4);
-  for (size_t at = 0; at < words.size(); ++at) {
-    const uint8_t* bytes = &packet[at * 4];
-    words[at] = uint32_t{bytes[0]} | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 |
-                uint32_t{bytes[3]} << 24;
-  }
+  for (size_t at = 0; at < words.size(); ++at) words[at] = Le32(&packet[at * 4]);
   rx_.push_back(std::move(words));
 }
 

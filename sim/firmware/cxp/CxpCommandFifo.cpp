@@ -1,5 +1,6 @@
 #include "sim/firmware/cxp/CxpCommandFifo.h"
 
+#include "sim/core/ByteOrder.h"
 #include "sim/firmware/cxp/CxpPacket.h"
 
 namespace vesk::sim {
@@ -31,7 +32,7 @@ void CxpCommandFifo::Finish(std::unique_lock<std::mutex>& lock) {
   inPacket_ = false;
   Packet packet;
   packet.reserve(words_.size() * 4);
-  for (uint32_t word : words_) CxpAppendWord(packet, word);
+  for (uint32_t word : words_) AppendLe32(packet, word);
   const uint8_t type = CxpCheckedType(packet);
   if (type != kCxpCommand && type != kCxpTaggedCommand) return;
   sent_ = true;
@@ -62,7 +63,7 @@ void CxpCommandFifo::Acknowledge(const Packet& packet) {
                      (packet[statusAt] == kCxpFinalWithPayload || packet[statusAt] == kCxpWait);
   const size_t end = sized ? packet.size() : packet.size() - 4;
   std::lock_guard<std::mutex> lock(mutex_);
-  for (size_t at = 4; at < end; at += 4) acks_.push_back(CxpWordAt(&packet[at]));
+  for (size_t at = 4; at < end; at += 4) acks_.push_back(Le32(&packet[at]));
   acks_.push_back(kAckEnd);
   while (acks_.size() > kAckCapacity) acks_.pop_front();
 }

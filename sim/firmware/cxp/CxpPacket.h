@@ -18,13 +18,6 @@ constexpr uint8_t kCxpTaggedAck = 0x06;
 constexpr uint8_t kCxpFinalWithPayload = 0x00;
 constexpr uint8_t kCxpWait = 0x04;
 
-// The CoaXPress CRC-32: reflected 0xEDB88320 from 0xFFFFFFFF, not inverted at the end.
-uint32_t CxpCrc(const uint8_t* bytes, size_t size);
-
-// A word as the host holds it: the four bytes in wire order, read as a little-endian value.
-uint32_t CxpWordAt(const uint8_t* bytes);
-void CxpAppendWord(Packet& packet, uint32_t word);
-
 // Type word and body (everything behind the type word); the CRC word is appended.
 Packet CxpFramed(uint8_t type, const uint8_t* body, size_t size);
 // The packet's type byte when its type word repeats it and its CRC word matches; 0 otherwise.

@@ -1,5 +1,6 @@
 #include "sim/firmware/cxp/CxpQueueChannel.h"
 
+#include "sim/core/ByteOrder.h"
 #include "sim/firmware/cxp/CxpPacket.h"
 
 namespace vesk::sim {
@@ -12,11 +13,12 @@ CxpQueueChannel::CxpQueueChannel(DataQueue& receive, DataQueue& transmit, Sender
 
 CxpQueueChannel::~CxpQueueChannel() { transmit_.SetWriteHandler(nullptr); }
 
-// Each write holds whole packets; one whose length word does not fit is dropped with the rest.
+// Each write holds whole packets, their words as the host holds them: the bytes in wire order,
+// read as a little-endian value; one whose length word does not fit is dropped with the rest.
 int CxpQueueChannel::FromHost(const uint8_t* bytes, size_t size) {
   size_t at = 0;
   while (at + 4 <= size) {
-    const uint32_t header = CxpWordAt(bytes + at);
+    const uint32_t header = Le32(bytes + at);
     const size_t body = size_t{header & 0xFFFF} * 4;
     if (body == 0 || at + 4 + body > size) break;
     send_(CxpFramed((header & kTagged) ? kCxpTaggedCommand : kCxpCommand, bytes + at + 4, body));
@@ -33,7 +35,7 @@ void CxpQueueChannel::Acknowledge(const Packet& packet) {
   const size_t words = packet.size() / 4 - 2;  // neither the type word nor the CRC
   Packet out;
   out.reserve(packet.size() - 4);
-  CxpAppendWord(out, static_cast<uint32_t>(words) | (packet[0] == kCxpTaggedAck ? kTagged : 0));
+  AppendLe32(out, static_cast<uint32_t>(words) | (packet[0] == kCxpTaggedAck ? kTagged : 0));
   out.insert(out.end(), packet.begin() + 4, packet.end() - 4);
   receive_.Push(out.data(), out.size());
 }

@@ -8,21 +8,15 @@
 #include <optional>
 #include <vector>
 
+#include "tests/unit/sim/GencpWire.h"
+
 namespace vesk::sim::clwire {
 
-using Bytes = std::vector<uint8_t>;
+using gencpwire::Bytes;
+using gencpwire::Get;
+using gencpwire::Put;
 
 constexpr size_t kHeader = 16;
-
-inline void Put(Bytes& bytes, uint64_t value, int size) {
-  for (int at = size - 1; at >= 0; --at) bytes.push_back(static_cast<uint8_t>(value >> 8 * at));
-}
-
-inline uint64_t Get(const Bytes& bytes, size_t at, int size) {
-  uint64_t value = 0;
-  for (int index = 0; index < size; ++index) value = value << 8 | bytes.at(at + index);
-  return value;
-}
 
 // The sum over big-endian 16-bit words, folded, inverted.
 inline uint16_t Checksum(const Bytes& bytes, size_t from, size_t count) {
@@ -51,17 +45,11 @@ inline Bytes Frame(uint16_t command, uint16_t id, const Bytes& scd, uint16_t fla
 }
 
 inline Bytes ReadMem(uint64_t address, uint16_t length, uint16_t id) {
-  Bytes scd;
-  Put(scd, address, 8);
-  Put(scd, length, 4);
-  return Frame(0x0800, id, scd);
+  return Frame(0x0800, id, gencpwire::ReadMemScd(address, length));
 }
 
 inline Bytes WriteMem(uint64_t address, const Bytes& data, uint16_t id) {
-  Bytes scd;
-  Put(scd, address, 8);
-  scd.insert(scd.end(), data.begin(), data.end());
-  return Frame(0x0802, id, scd);
+  return Frame(0x0802, id, gencpwire::WriteMemScd(address, data));
 }
 
 struct Ack {

@@ -13,10 +13,11 @@
 #include "loader/vesk_hal.h"
 #include "sim/include/vesk_sim.h"
 #include "tests/unit/sim/ClhsWire.h"
+#include "tests/unit/sim/SimBoardRegisters.h"
 
 namespace vesk::sim {
 
-class ClhsBoard : public ::testing::Test {
+class ClhsBoard : public ::testing::Test, protected SimBoardRegisters {
  public:
   // A camera with a link on each port given ('-' for none), in link order, on board 0.
   static std::string Camera(const std::string& ports, const std::string& attributes = "") {
@@ -33,10 +34,6 @@ class ClhsBoard : public ::testing::Test {
   static constexpr uint64_t kSend = 2 << 6 | 1;  // the command channel, subchannel 0
 
   void TearDown() override { Close(); }
-  void Close() {
-    if (design_) VSimDesignFree(std::exchange(design_, nullptr));
-    if (device_) VHalFreeDevice(std::exchange(device_, nullptr));
-  }
 
   // Board 0 of the design with cameras, the given text of <camera> elements.
   void Load(const std::string& design, const std::string& cameras, unsigned ports = 2,
@@ -56,15 +53,6 @@ class ClhsBoard : public ::testing::Test {
     ASSERT_NE(design_, nullptr);
   }
 
-  int Id(const std::string& name) { return VSimDesignGetRegisterByName(design_, name.c_str()); }
-  uint64_t Read(const std::string& name) {
-    uint64_t value = 0;
-    EXPECT_EQ(VHalRegisterRead(device_, Id(name), &value), 0) << name;
-    return value;
-  }
-  void Write(const std::string& name, uint64_t value) {
-    EXPECT_EQ(VHalRegisterWrite(device_, Id(name), value), 0) << name;
-  }
   static std::string At(const char* prefix, unsigned n) { return prefix + std::to_string(n); }
 
   // Pushes the words and sends them; the transmit status after.
@@ -107,8 +95,6 @@ class ClhsBoard : public ::testing::Test {
     return ack && ack->scd.size() == length ? clhswire::Get(ack->scd, 0, length) : ~0ull;
   }
 
-  PLdevice* device_ = nullptr;
-  fpga_design* design_ = nullptr;
   uint16_t id_ = 0;
 };
 

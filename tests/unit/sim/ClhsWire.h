@@ -11,24 +11,18 @@
 #include <optional>
 #include <vector>
 
+#include "tests/unit/sim/GencpWire.h"
+
 namespace vesk::sim::clhswire {
 
-using Bytes = std::vector<uint8_t>;
+using gencpwire::Bytes;
+using gencpwire::Get;
+using gencpwire::Put;
 using Words = std::vector<uint32_t>;
 
 constexpr size_t kHeader = 16;
 constexpr uint16_t kRequestAck = 0x4000;
 constexpr uint16_t kResend = 0x8000;
-
-inline void Put(Bytes& bytes, uint64_t value, int size) {
-  for (int at = size - 1; at >= 0; --at) bytes.push_back(static_cast<uint8_t>(value >> 8 * at));
-}
-
-inline uint64_t Get(const Bytes& bytes, size_t at, int size) {
-  uint64_t value = 0;
-  for (int index = 0; index < size; ++index) value = value << 8 | bytes.at(at + index);
-  return value;
-}
 
 // The memory image of words, low byte of each first.
 inline Words ToWords(Bytes bytes) {
@@ -62,17 +56,12 @@ inline Words Command(uint16_t command, uint16_t id, uint16_t scd, const Bytes& b
 }
 
 inline Words ReadMem(uint64_t address, uint16_t length, uint16_t id, uint16_t flags = kRequestAck) {
-  Bytes body;
-  Put(body, address, 8);
-  Put(body, length, 4);
-  return Command(0x0800, id, 12, body, flags);
+  return Command(0x0800, id, 12, gencpwire::ReadMemScd(address, length), flags);
 }
 
 inline Words WriteMem(uint64_t address, const Bytes& data, uint16_t id) {
-  Bytes body;
-  Put(body, address, 8);
-  body.insert(body.end(), data.begin(), data.end());
-  return Command(0x0802, id, static_cast<uint16_t>(8 + data.size()), body);
+  return Command(0x0802, id, static_cast<uint16_t>(8 + data.size()),
+                 gencpwire::WriteMemScd(address, data));
 }
 
 struct Ack {

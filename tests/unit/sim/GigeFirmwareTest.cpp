@@ -21,6 +21,7 @@
 #include "sim/include/vesk_sim.h"
 #include "tests/unit/sim/GigeWire.h"
 #include "tests/unit/sim/HostTap.h"
+#include "tests/unit/sim/SimBoardRegisters.h"
 
 namespace vesk::sim::gige {
 namespace {
@@ -45,14 +46,10 @@ std::string VariantName(const ::testing::TestParamInfo<Variant>& info) {
   return info.param.ka4 ? "Ka4" : "Korvid";
 }
 
-class GigeFirmware : public ::testing::TestWithParam<Variant> {
+class GigeFirmware : public ::testing::TestWithParam<Variant>, protected SimBoardRegisters {
  protected:
   void SetUp() override { Load(); }
   void TearDown() override { Close(); }
-  void Close() {
-    if (design_) VSimDesignFree(std::exchange(design_, nullptr));
-    if (device_) VHalFreeDevice(std::exchange(device_, nullptr));
-  }
 
   // One four-port board of the variant, the camera on port 0.
   void Load(const std::string& board = "", const std::string& camera = "modelName='GigE Test'") {
@@ -68,16 +65,6 @@ class GigeFirmware : public ::testing::TestWithParam<Variant> {
     ASSERT_NE(design_, nullptr);
   }
   bool Ka4() const { return GetParam().ka4; }
-
-  int Id(const std::string& name) { return VSimDesignGetRegisterByName(design_, name.c_str()); }
-  uint64_t Read(const std::string& name) {
-    uint64_t value = 0;
-    EXPECT_EQ(VHalRegisterRead(device_, Id(name), &value), 0) << name;
-    return value;
-  }
-  void Write(const std::string& name, uint64_t value) {
-    EXPECT_EQ(VHalRegisterWrite(device_, Id(name), value), 0) << name;
-  }
 
   // A PHY register as the variant's driver reaches it: clause 22 through the MDIO registers,
   // clause 45 through the configuration space.
@@ -203,8 +190,6 @@ class GigeFirmware : public ::testing::TestWithParam<Variant> {
     return Ka4() ? Read("GigeRecvErrCnt0") : Read("GigeMonitorStatus_0") >> 16 & 0xFFFFFF;
   }
 
-  PLdevice* device_ = nullptr;
-  fpga_design* design_ = nullptr;
   Mac cameraMac_ = kBroadcast;
   uint32_t cameraIp_ = 0xFFFFFFFF;
   uint16_t requestId_ = 0;

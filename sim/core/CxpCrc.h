@@ -1,5 +1,5 @@
-#ifndef VESK_SIM_DEVICE_CXP_CXP_CRC_H
-#define VESK_SIM_DEVICE_CXP_CXP_CRC_H
+#ifndef VESK_SIM_CORE_CXP_CRC_H
+#define VESK_SIM_CORE_CXP_CRC_H
 
 #include <cstddef>
 #include <cstdint>

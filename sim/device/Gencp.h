@@ -1,9 +1,10 @@
-#ifndef VESK_SIM_DEVICE_CLHS_CLHS_GENCP_H
-#define VESK_SIM_DEVICE_CLHS_CLHS_GENCP_H
+#ifndef VESK_SIM_DEVICE_GENCP_H
+#define VESK_SIM_DEVICE_GENCP_H
 
 #include <cstdint>
 
-// Status codes, command ids and flags of GenCP, as the standard numbers them.
+// Status codes, command ids and flags of GenCP, as the standard numbers them: the cameras of
+// every transport that carries GenCP answer by them.
 namespace vesk::sim::gencp {
 
 constexpr uint16_t kSuccess = 0x0000;

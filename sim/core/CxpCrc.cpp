@@ -1,4 +1,4 @@
-#include "sim/device/cxp/CxpCrc.h"
+#include "sim/core/CxpCrc.h"
 
 #include <array>
 
