@@ -75,11 +75,13 @@ TEST(ClhsDiscovery, OneLinkCamerasEachGetADeviceIdAndTheirChannel) {
   ASSERT_TRUE(board.Ok());
   ASSERT_EQ(Mlo_scanPortsEx(board.Handle(), 0x3, 1000, 0, 0), 0);
   ASSERT_EQ(Mlo_getCameraCount(board.Handle()), 2);
-  for (unsigned int index = 0; index < 2; ++index) {
-    MloCameraHandle* camera = Camera(board, index);
+  // By port: the index order of cameras is that of their ports' addresses.
+  for (unsigned int port = 0; port < 2; ++port) {
+    MloCameraHandle* camera = nullptr;
+    ASSERT_EQ(Mlo_getCamera(board.Handle(), port, &camera), 0);
     ASSERT_NE(camera, nullptr);
-    EXPECT_EQ(board.CameraProperty(camera, "MasterID"), index + 1);
-    EXPECT_EQ(board.CameraProperty(camera, "AppletPort"), index);
+    EXPECT_EQ(board.CameraProperty(camera, "MasterID"), port + 1);
+    EXPECT_EQ(board.CameraProperty(camera, "AppletPort"), port);
   }
 }
 
