@@ -2,40 +2,21 @@
 
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 #include <ostream>
 #include <vector>
 
+#include "tests/support/WireBytes.h"
 #include "vesk_genicam/impl/ClhsBufferRW.h"
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using vesk::test::Be16;
+using vesk::test::Be64;
+using vesk::test::Bytes;
+using vesk::test::Cat;
+using vesk::test::Payload;
 using Words = std::vector<unsigned int>;
-
-uint8_t Byte(uint64_t value) { return static_cast<uint8_t>(value); }
-
-Bytes Be16(uint32_t value) { return {Byte(value >> 8), Byte(value)}; }
-
-Bytes Be64(uint64_t value) {
-  Bytes bytes;
-  for (int shift = 56; shift >= 0; shift -= 8) bytes.push_back(Byte(value >> shift));
-  return bytes;
-}
-
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
-// Register contents 1, 2, 3, ... so that a misplaced byte shows.
-Bytes Payload(size_t count) {
-  Bytes bytes(count);
-  for (size_t i = 0; i < count; ++i) bytes[i] = Byte(i + 1);
-  return bytes;
-}
 
 Words ToWords(const Bytes& bytes) {
   Words words((bytes.size() + 3) / 4);

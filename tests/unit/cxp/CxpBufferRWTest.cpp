@@ -3,24 +3,20 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "tests/support/WireBytes.h"
 #include "vesk_genicam/impl/CxpBufferRW.h"
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-uint8_t Byte(uint32_t value) { return static_cast<uint8_t>(value); }
-
-Bytes Be(uint32_t value) {
-  return {Byte(value >> 24), Byte(value >> 16), Byte(value >> 8), Byte(value)};
-}
+using vesk::test::Be32;
+using vesk::test::Bytes;
+using vesk::test::Cat;
 
 Bytes HostWord(uint32_t value) {
   Bytes bytes(4);
@@ -31,18 +27,8 @@ Bytes HostWord(uint32_t value) {
 // A code byte in all four bytes, as tags and status words are sent.
 Bytes Rep(uint8_t code) { return Bytes(4, code); }
 
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
-// Register contents in camera order: bytes 1, 2, 3, ... so that a misplaced word shows.
-Bytes Payload(unsigned int words) {
-  Bytes bytes(words * 4);
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = Byte(i + 1);
-  return bytes;
-}
+// Register contents in camera order, counted in words.
+Bytes Payload(unsigned int words) { return vesk::test::Payload(words * 4); }
 
 std::vector<unsigned int> Words(const Bytes& bytes) {
   std::vector<unsigned int> words(bytes.size() / 4 + 1);
@@ -98,23 +84,23 @@ TEST_P(CxpCommand, BuildsTheWordsOfTheLayout) {
 INSTANTIATE_TEST_SUITE_P(
     Commands, CxpCommand,
     testing::Values(
-        CommandRow{"Read", 1, false, false, 0x02020202, Cat({Rep(2), Be(4), Be(kAddress)})},
+        CommandRow{"Read", 1, false, false, 0x02020202, Cat({Rep(2), Be32(4), Be32(kAddress)})},
         CommandRow{"Write", 1, false, true, 0x02020202,
-                   Cat({Rep(2), Be(kWrite | 4), Be(kAddress), Be(0x01020304)})},
+                   Cat({Rep(2), Be32(kWrite | 4), Be32(kAddress), Be32(0x01020304)})},
         CommandRow{"TaggedWrite", 2, true, true, 0x05050505,
-                   Cat({Rep(5), Rep(0x5A), Be(kWrite | 8), Be(kAddress), Payload(2)})},
+                   Cat({Rep(5), Rep(0x5A), Be32(kWrite | 8), Be32(kAddress), Payload(2)})},
         CommandRow{"ReadOf1000BytesAsks27Words", 250, false, false, 0x02020202,
-                   Cat({Rep(2), Be(108), Be(kAddress)})},
+                   Cat({Rep(2), Be32(108), Be32(kAddress)})},
         CommandRow{"TaggedReadAsks26Words", 250, true, false, 0x05050505,
-                   Cat({Rep(5), Rep(0x5A), Be(104), Be(kAddress)})},
+                   Cat({Rep(5), Rep(0x5A), Be32(104), Be32(kAddress)})},
         CommandRow{"WriteCarries27Words", 40, false, true, 0x02020202,
-                   Cat({Rep(2), Be(kWrite | 108), Be(kAddress), Payload(27)})},
+                   Cat({Rep(2), Be32(kWrite | 108), Be32(kAddress), Payload(27)})},
         CommandRow{"TaggedWriteCarries26Words", 40, true, true, 0x05050505,
-                   Cat({Rep(5), Rep(0x5A), Be(kWrite | 104), Be(kAddress), Payload(26)})},
-        CommandRow{"QueueRead", 1, false, false, 0, Cat({Be(0), Be(4), Be(kAddress)})},
+                   Cat({Rep(5), Rep(0x5A), Be32(kWrite | 104), Be32(kAddress), Payload(26)})},
+        CommandRow{"QueueRead", 1, false, false, 0, Cat({Be32(0), Be32(4), Be32(kAddress)})},
         CommandRow{
             "QueueTaggedWrite", 1, true, true, 0x00200000,
-            Cat({HostWord(0x00200000), Rep(0x5A), Be(kWrite | 4), Be(kAddress), Payload(1)})}),
+            Cat({HostWord(0x00200000), Rep(0x5A), Be32(kWrite | 4), Be32(kAddress), Payload(1)})}),
     [](const testing::TestParamInfo<CommandRow>& info) { return info.param.name; });
 
 TEST(CxpCommandBuffer, RequestOfNoWordsBuildsNothing) {
@@ -145,15 +131,15 @@ TEST_P(CxpAckStatus, Classifies) {
             row.result);
 }
 
-const Bytes kSizeAndWord = Cat({Be(4), Be(7)});
+const Bytes kSizeAndWord = Cat({Be32(4), Be32(7)});
 
 INSTANTIATE_TEST_SUITE_P(
     Statuses, CxpAckStatus,
     testing::Values(
         StatusRow{Cat({Rep(0), kSizeAndWord}), false, FinalAckPayload},
         StatusRow{Cat({Rep(0x5A), Rep(0), kSizeAndWord}), true, FinalAckPayload},
-        StatusRow{Cat({Rep(0), Be(0)}), false, MLO_ERR_GENCP_INVALID_PACKET},
-        StatusRow{Cat({Rep(0x5A), Rep(0), Be(0)}), true, MLO_ERR_GENCP_INVALID_PACKET},
+        StatusRow{Cat({Rep(0), Be32(0)}), false, MLO_ERR_GENCP_INVALID_PACKET},
+        StatusRow{Cat({Rep(0x5A), Rep(0), Be32(0)}), true, MLO_ERR_GENCP_INVALID_PACKET},
         StatusRow{Rep(1), false, FinalAck}, StatusRow{Cat({Rep(0x5A), Rep(1)}), true, FinalAck},
         StatusRow{Rep(2), false, TentativeAck}, StatusRow{Rep(3), false, ChannelResetAck},
         StatusRow{Cat({Rep(4), kSizeAndWord}), false, WaitAck},
@@ -165,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
         StatusRow{Rep(0x45), false, MLO_ERR_CXP_SIZE_TOO_LARGE},
         StatusRow{Rep(0x46), false, MLO_ERR_CXP_SIZE_INCONSISTENT},
         StatusRow{Rep(0x80), false, MLO_ERR_CXP_CRC},
-        StatusRow{Be(0x01010100), false, MLO_ERR_CXP_MALFORMED},
+        StatusRow{Be32(0x01010100), false, MLO_ERR_CXP_MALFORMED},
         StatusRow{Rep(0x05), false, MLO_ERR_CXP_MALFORMED},
         StatusRow{{}, false, MLO_ERR_INVALID_DATA}, StatusRow{Rep(1), true, MLO_ERR_INVALID_DATA}),
     // By place and result: a row's bytes would name it by where they lie in memory.
@@ -207,8 +193,8 @@ TEST_P(CxpAckData, TakesThePayload) {
   if (row.tagged && row.ack.size() >= 8) EXPECT_EQ(tag, row.ack[0]);
 }
 
-const Bytes kAck = Cat({Rep(0), Be(8), Payload(2)});
-const Bytes kTaggedAck = Cat({Rep(0x5A), Rep(0), Be(8), Payload(2)});
+const Bytes kAck = Cat({Rep(0), Be32(8), Payload(2)});
+const Bytes kTaggedAck = Cat({Rep(0x5A), Rep(0), Be32(8), Payload(2)});
 
 INSTANTIATE_TEST_SUITE_P(
     Acks, CxpAckData,
@@ -219,13 +205,13 @@ INSTANTIATE_TEST_SUITE_P(
         DataRow{"TaggedWithoutCrc", kTaggedAck, true, 8, 0, Payload(2)},
         DataRow{"CrcMismatch", WithCrc(kAck, 1), false, 8, MLO_ERR_GENCP_CRC, {}},
         DataRow{"TaggedCrcLeavesOutTag",
-                Cat({kTaggedAck, HostWord(Crc(Cat({Rep(0), Be(8), Payload(2)})))}),
+                Cat({kTaggedAck, HostWord(Crc(Cat({Rep(0), Be32(8), Payload(2)})))}),
                 true,
                 8,
                 MLO_ERR_GENCP_CRC,
                 {}},
         DataRow{"TruncatedByRoom", WithCrc(kAck), false, 1, 0, Payload(1)},
-        DataRow{"SizeClaimsMoreThanSent", Cat({Rep(0), Be(64), Payload(2)}), false, 8, 0, {}},
+        DataRow{"SizeClaimsMoreThanSent", Cat({Rep(0), Be32(64), Payload(2)}), false, 8, 0, {}},
         DataRow{"ErrorStatusPassedOn", Rep(0x41), false, 8, MLO_ERR_CXP_INVALID_DATA, {}},
         DataRow{"StatusOnly", WithCrc(Rep(1)), false, 8, FinalAck, {}},
         DataRow{"TagWithoutStatus", Rep(0x5A), true, 8, MLO_ERR_INVALID_DATA, {}}),
