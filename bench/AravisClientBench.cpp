@@ -1,4 +1,6 @@
-// Run as root: build/bin/aravis_client_bench (as another user the Aravis row is skipped).
+// Run as root: build/bin/aravis_client_bench --benchmark_repetitions=5 (as another user the
+// Aravis row is skipped). Both rows wait on another thread's wake-up, which the machine's load
+// moves by a factor of two: compare the rows of one run, never across runs.
 // A 4-byte GVCP READREG of the heartbeat time-out through the library's GigE port, on a simulated
 // board cabled to a simulated camera, against Aravis's own client reading the same register of
 // the same camera, which the simulator bridges to a TAP interface in a network namespace of this
@@ -82,7 +84,8 @@ ArvDevice* OpenCamera(std::string& error) {
   for (int attempt = 0; attempt < kDiscoveries; ++attempt) {
     arv_update_device_list();
     for (unsigned int i = 0; i < arv_get_n_devices(); ++i) {
-      if (std::strcmp(arv_get_device_protocol(i), "GigEVision") != 0) continue;
+      const char* protocol = arv_get_device_protocol(i);
+      if (!protocol || std::strcmp(protocol, "GigEVision") != 0) continue;
       GError* failure = nullptr;
       ArvDevice* device = arv_open_device(arv_get_device_id(i), &failure);
       if (failure) {
