@@ -43,6 +43,7 @@ bench: build
 	$(BUILD)/bin/clhs_port_bench
 	$(BUILD)/bin/cl_port_bench
 	$(BUILD)/bin/gbe_port_bench
+	$(BUILD)/bin/aravis_client_bench
 
 format:
 	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

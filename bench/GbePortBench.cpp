@@ -4,13 +4,9 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <memory>
-#include <string>
 #include <vector>
 
-#include "loader/dsnrt.h"
-#include "sim/include/vesk_sim.h"
-#include "tests/support/SimulatedRuntime.h"
+#include "bench/GbeBoard.h"
 #include "tests/unit/sim/GigeWire.h"
 #include "vesk_genicam/impl/GbeKa4Port.h"
 #include "vesk_genicam/impl/GbeKorvid4GPort.h"
@@ -20,48 +16,9 @@ namespace {
 constexpr unsigned short kReadReg = 0x80;
 constexpr unsigned int kCcp = 0x0A00;
 
-// Board 0 of the variant with the camera on port 0.
-class Board {
- public:
-  Board(const char* design, int type) {
-    const std::string rig = "<rig><board type='" + std::to_string(type) + "' ports='1' design='" +
-                            design +
-                            "'/><camera id='cam'><link board='0' port='0'/></camera></rig>";
-    ok_ = VSIM(VSimLoadRigText)(rig.c_str(), "bench rig") == 0;
-    device_ = VHalInitDevice(0);
-    design_ = DsnLoadBoardDesign(device_);
-  }
-  ~Board() {
-    port_.reset();
-    if (design_) DsnFreeDesign(design_);
-    if (device_) VHalFreeDevice(device_);
-  }
-  Board(const Board&) = delete;
-  Board& operator=(const Board&) = delete;
-
-  bool Ok() const { return ok_ && design_; }
-  PLdevice* Device() const { return device_; }
-  int Id(const char* name) const { return DsnGetRegisterByName(design_, name); }
-
-  // The port as the controller makes it, the camera taken over by broadcast.
-  template <class Port>
-  CGbePortBase* MakePort() {
-    port_ = std::make_unique<Port>(0, device_, design_);
-    port_->SetAutoIp(false);
-    port_->Connect();
-    return port_->IsConnected() ? port_.get() : nullptr;
-  }
-
- private:
-  bool ok_ = false;
-  PLdevice* device_ = nullptr;
-  fpga_design* design_ = nullptr;
-  std::unique_ptr<CGbePortBase> port_;
-};
-
 template <class Port>
 void PortReadReg(benchmark::State& state, const char* design, int type) {
-  Board board(design, type);
+  GbeBoard board(design, type);
   CGbePortBase* port = board.Ok() ? board.MakePort<Port>() : nullptr;
   if (!port) return state.SkipWithError("no camera taken over");
   unsigned char value[4] = {};
@@ -97,7 +54,7 @@ void Ka4Port(benchmark::State& state) { PortReadReg<CGbeKa4Port>(state, "gige-ka
 BENCHMARK(Ka4Port)->UseRealTime();
 
 void Ka4ByHand(benchmark::State& state) {
-  Board board("gige-ka4", 3650);
+  GbeBoard board("gige-ka4", 3650);
   const int reset = board.Id("GigeBufferReset0");
   const int data = board.Id("GigeWriteData0");
   const int complete = board.Id("GigeWriteComplete0");
@@ -118,7 +75,7 @@ void KorvidPort(benchmark::State& state) {
 BENCHMARK(KorvidPort)->UseRealTime();
 
 void KorvidByHand(benchmark::State& state) {
-  Board board("gige-korvid", 2898);
+  GbeBoard board("gige-korvid", 2898);
   const int stream = board.Id("GigeTxControlWriteData_0");
   if (!board.Ok() || stream <= 0) return state.SkipWithError("no GigE board");
   std::vector<uint64_t> words = {0x30707, 0x30707, 0x30707, 0x30707, 0x30707,
