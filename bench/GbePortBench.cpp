@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench/GbeBoard.h"
-#include "tests/unit/sim/GigeWire.h"
+#include "bench/GigeRoundTrip.h"
 #include "vesk_genicam/impl/GbeKa4Port.h"
 #include "vesk_genicam/impl/GbeKorvid4GPort.h"
 
@@ -29,27 +29,6 @@ void PortReadReg(benchmark::State& state, const char* design, int type) {
   }
 }
 
-// READREG of CCP by broadcast, padded to the least frame, as 16-bit halves.
-std::vector<uint32_t> ReadRegHalves() {
-  using namespace vesk::sim::gige;
-  Datagram datagram;
-  datagram.payload = Gvcp(kReadReg, Words({kCcp}), 1);
-  Bytes frame = Udp(datagram);
-  frame.resize(60, 0);
-  std::vector<uint32_t> halves;
-  for (size_t i = 0; i < frame.size(); i += 2) halves.push_back(frame[i] | frame[i + 1] << 8);
-  return halves;
-}
-
-bool TakeAnswer(PLdevice* device, int queue, bool countsWholeWords) {
-  uint32_t header = 0;
-  if (VHalDataQueueReadBufferLong(device, queue, &header, 4, 1000) != 4) return false;
-  uint32_t words[512];
-  const uint32_t count = countsWholeWords ? (header & 0xFFFF) + ((header >> 16) ? 1 : 0) : header;
-  return VHalDataQueueReadBufferLong(device, queue, words, count * 4, 1000) ==
-         static_cast<int>(count * 4);
-}
-
 void Ka4Port(benchmark::State& state) { PortReadReg<CGbeKa4Port>(state, "gige-ka4", 3650); }
 BENCHMARK(Ka4Port)->UseRealTime();
 
@@ -59,12 +38,13 @@ void Ka4ByHand(benchmark::State& state) {
   const int data = board.Id("GigeWriteData0");
   const int complete = board.Id("GigeWriteComplete0");
   if (!board.Ok() || data <= 0) return state.SkipWithError("no GigE board");
-  const std::vector<uint32_t> frame = ReadRegHalves();
+  const std::vector<uint32_t> frame = GigeReadRegHalves(kCcp);
   for (auto _ : state) {
     VHalRegisterWrite(board.Device(), reset, 0);
     for (uint32_t half : frame) VHalRegisterWrite(board.Device(), data, half);
     VHalRegisterWrite(board.Device(), complete, 0);
-    if (!TakeAnswer(board.Device(), 0, false)) return state.SkipWithError("no acknowledge");
+    if (!GigeTakeAnswer(board.Device(), 0, false, 1000))
+      return state.SkipWithError("no acknowledge");
   }
 }
 BENCHMARK(Ka4ByHand)->UseRealTime();
@@ -80,11 +60,12 @@ void KorvidByHand(benchmark::State& state) {
   if (!board.Ok() || stream <= 0) return state.SkipWithError("no GigE board");
   std::vector<uint64_t> words = {0x30707, 0x30707, 0x30707, 0x30707, 0x30707,
                                  0x30707, 0x155FB, 0x5555,  0x5555,  0xD555};
-  for (uint32_t half : ReadRegHalves()) words.push_back(half);
+  for (uint32_t half : GigeReadRegHalves(kCcp)) words.push_back(half);
   words.back() |= 0x40000;  // 30 halves: the last one ends the frame
   for (auto _ : state) {
     for (uint64_t word : words) VHalRegisterWrite(board.Device(), stream, word);
-    if (!TakeAnswer(board.Device(), 8, true)) return state.SkipWithError("no acknowledge");
+    if (!GigeTakeAnswer(board.Device(), 8, true, 1000))
+      return state.SkipWithError("no acknowledge");
   }
 }
 BENCHMARK(KorvidByHand)->UseRealTime();

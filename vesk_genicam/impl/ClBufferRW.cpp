@@ -15,17 +15,6 @@ constexpr unsigned short kRequestAcknowledge = 0x4000;
 constexpr unsigned int kSummedFrom = 6;
 constexpr unsigned int kCommonHeaderSummed = 10;
 
-void PutBe16(unsigned char* at, unsigned int value) {
-  at[0] = static_cast<unsigned char>(value >> 8);
-  at[1] = static_cast<unsigned char>(value);
-}
-
-void PutBe64(unsigned char* at, unsigned long value) {
-  for (int index = 0; index < 8; ++index) {
-    at[index] = static_cast<unsigned char>(value >> (56 - 8 * index));
-  }
-}
-
 }  // namespace
 
 CClBufferRW::CClBufferRW(unsigned long address, unsigned int command, unsigned int requestId,
@@ -46,16 +35,16 @@ int CClBufferRW::GetPacket(unsigned char** packet, unsigned int& size) {
   const unsigned int padded = (length_ + 3) & ~3u;
   size = write ? kHeaderSize + kAddressSize + padded : kReadFrameSize;
   unsigned char* frame = new unsigned char[size]();
-  PutBe16(frame, 0x0100);
-  PutBe16(frame + 8, kRequestAcknowledge);
-  PutBe16(frame + 10, command_);
-  PutBe16(frame + 12, size - kHeaderSize);
-  PutBe16(frame + 14, requestId_);
-  PutBe64(frame + 16, address_);
+  CUtility::PutBigEndian(frame, 0x0100, 2);
+  CUtility::PutBigEndian(frame + 8, kRequestAcknowledge, 2);
+  CUtility::PutBigEndian(frame + 10, command_, 2);
+  CUtility::PutBigEndian(frame + 12, size - kHeaderSize, 2);
+  CUtility::PutBigEndian(frame + 14, requestId_, 2);
+  CUtility::PutBigEndian(frame + 16, address_, 8);
   if (write) {
     if (padded > 0) std::memcpy(frame + 24, data_, padded);
   } else if (command_ == kClReadMemory) {
-    PutBe16(frame + 26, length_);
+    CUtility::PutBigEndian(frame + 26, length_, 2);
   }
   const unsigned short header = Checksum(frame + kSummedFrom, kCommonHeaderSummed);
   std::memcpy(frame + 2, &header, sizeof header);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "vesk_genicam/impl/Utility.h"
 #include "vesk_genicam/impl/vesk_genicam_codes.h"
 
 namespace {
@@ -18,17 +19,6 @@ constexpr unsigned int kAddressSize = 8;
 constexpr unsigned int kWriteAckScd = 4;
 constexpr unsigned short kRequestAcknowledge = 0x4000;
 constexpr unsigned short kResend = 0x8000;
-
-void PutBe16(unsigned char* at, unsigned int value) {
-  at[0] = static_cast<unsigned char>(value >> 8);
-  at[1] = static_cast<unsigned char>(value);
-}
-
-void PutBe64(unsigned char* at, unsigned long value) {
-  for (int index = 0; index < 8; ++index) {
-    at[index] = static_cast<unsigned char>(value >> (56 - 8 * index));
-  }
-}
 
 unsigned short Be16(const unsigned char* at) {
   return static_cast<unsigned short>(at[0] << 8 | at[1]);
@@ -55,22 +45,23 @@ int CClhsBufferRW::GetPacket(unsigned int** words, unsigned int& count) {
   auto* bytes = reinterpret_cast<unsigned char*>(request);
   request[0] = kPrefix0;
   std::memcpy(bytes + 4, kPrefix1, sizeof kPrefix1);
-  PutBe16(bytes + 8, (requestAck_ ? kRequestAcknowledge : 0) | (resend_ ? kResend : 0));
-  PutBe16(bytes + 10, command_);
-  PutBe16(bytes + 14, requestId_);
-  PutBe64(bytes + 16, address_);
+  CUtility::PutBigEndian(bytes + 8,
+                         (requestAck_ ? kRequestAcknowledge : 0) | (resend_ ? kResend : 0), 2);
+  CUtility::PutBigEndian(bytes + 10, command_, 2);
+  CUtility::PutBigEndian(bytes + 14, requestId_, 2);
+  CUtility::PutBigEndian(bytes + 16, address_, 8);
   switch (command_) {
     case kClhsReadMemory:
-      PutBe16(bytes + 12, kReadScd);
-      PutBe16(bytes + 26, length_);
+      CUtility::PutBigEndian(bytes + 12, kReadScd, 2);
+      CUtility::PutBigEndian(bytes + 26, length_, 2);
       break;
     case kClhsWriteMemory:
       // Unlike the serial frame, the SCD length counts the bytes before padding.
-      PutBe16(bytes + 12, length_ + kAddressSize);
+      CUtility::PutBigEndian(bytes + 12, length_ + kAddressSize, 2);
       if (dataWords > 0) std::memcpy(request + kHeaderWords, data_, dataWords * 4);
       break;
     case kClhsReadMemoryAck:
-      PutBe16(bytes + 12, length_);
+      CUtility::PutBigEndian(bytes + 12, length_, 2);
       break;
     case kClhsWriteMemoryAck:
       request[3] = (request[3] & 0xFFFF0000u) | 1u;

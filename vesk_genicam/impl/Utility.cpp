@@ -358,6 +358,11 @@ uint64_t CUtility::BigEndian(const unsigned char* bytes, unsigned int count) {
   return value;
 }
 
+void CUtility::PutBigEndian(unsigned char* bytes, uint64_t value, unsigned int count) {
+  for (unsigned int i = 0; i < count; ++i)
+    bytes[i] = static_cast<unsigned char>(value >> (8 * (count - 1 - i)));
+}
+
 std::string CUtility::HexText(uint64_t value) {
   char text[24];
   std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));

@@ -68,6 +68,8 @@ class CUtility {
   static unsigned long htonll(unsigned long value);
   // The number that count bytes (8 at most) give, most significant first.
   static uint64_t BigEndian(const unsigned char* bytes, unsigned int count);
+  // Writes the value's low count bytes there, most significant first.
+  static void PutBigEndian(unsigned char* bytes, uint64_t value, unsigned int count);
   // Whether the path is a regular file that opens for reading: a folder opens too, but has no
   // contents to read.
   static bool FileExists(const char* path);
